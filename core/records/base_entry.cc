@@ -1,0 +1,57 @@
+#include "core/records/base_entry.h"
+
+#include <vector>
+
+#include "platform/unicode.h"
+
+namespace vemra {
+
+TBaseEntry::TBaseEntry(uint32_t type, uint32_t secondary_type, uint32_t size) {
+  Header.Type = type;
+  Header.SecondaryType = secondary_type;
+  Header.Size = size;
+}
+
+size_t TBaseEntry::SaveHeader(IOutputStream& out) {
+  return Header.Save(out);
+}
+
+TStringEntry::TStringEntry() : TBaseEntry(etString, 0, 0) {}
+
+size_t TStringEntry::SaveHeader(IOutputStream& out) {
+  size_t units = WideToUnits(Text).size();
+  Header.SecondaryType = static_cast<uint32_t>(units);
+  Header.Size = static_cast<uint32_t>(2 * units);
+  return TBaseEntry::SaveHeader(out);
+}
+
+size_t TStringEntry::SaveData(IOutputStream& out) {
+  std::u16string units = WideToUnits(Text);
+  std::vector<uint8_t> bytes(2 * units.size());
+  for (size_t i = 0; i < units.size(); ++i) {
+    bytes[2 * i] = static_cast<uint8_t>(units[i]);
+    bytes[2 * i + 1] = static_cast<uint8_t>(units[i] >> 8);
+  }
+  return bytes.empty() ? 0 : out.Write(bytes.data(), bytes.size());
+}
+
+bool TStringEntry::LoadData(IInputStream& in, uint32_t count) {
+  // Read in bounded chunks: a damaged count must not make us allocate more than the stream
+  // actually holds.
+  constexpr size_t kChunkUnits = 32768;
+  std::u16string units;
+  uint8_t buf[2 * kChunkUnits];
+  size_t left = count;
+  while (left > 0) {
+    size_t n = left < kChunkUnits ? left : kChunkUnits;
+    if (!ReadExactly(in, buf, 2 * n)) return false;
+    for (size_t i = 0; i < n; ++i) {
+      units.push_back(static_cast<char16_t>(buf[2 * i] | (buf[2 * i + 1] << 8)));
+    }
+    left -= n;
+  }
+  Text = UnitsToWide(units);
+  return true;
+}
+
+}  // namespace vemra

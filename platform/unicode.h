@@ -1,0 +1,32 @@
+// Conversions between the engine's wide strings (one code point per character) and the
+// encodings met at its edges: UTF-8 (command line, JSON, Qt) and the 16-bit units of string
+// records. All functions are pure and thread-safe.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vemra {
+
+// Returns the UTF-8 encoding of `text`, or an empty string when `text` holds a value that is
+// not a Unicode scalar value (a surrogate, or above U+10FFFF).
+std::string WideToUtf8(std::wstring_view text);
+
+// Returns the code points of the UTF-8 `text`. Returns false and leaves `out` empty when the
+// bytes are not well-formed UTF-8 (overlong forms, surrogates and values above U+10FFFF
+// included).
+bool Utf8ToWide(std::string_view text, std::wstring& out);
+
+// Convenience form of Utf8ToWide: the decoded text, or an empty string when malformed.
+std::wstring Utf8ToWide(std::string_view text);
+
+// Returns the 16-bit units that store `text` in a string record: characters up to U+FFFF as
+// one unit, characters above U+FFFF as a UTF-16 surrogate pair. Values above U+10FFFF keep
+// only their low 16 bits.
+std::u16string WideToUnits(std::wstring_view text);
+
+// Returns the characters stored as `units`: a high surrogate followed by a low surrogate
+// becomes one code point again; every other unit is widened on its own.
+std::wstring UnitsToWide(std::u16string_view units);
+
+}  // namespace vemra
