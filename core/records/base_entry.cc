@@ -6,6 +6,16 @@
 
 namespace vemra {
 
+void TCoreDB::DeleteChildren(uint64_t parent_id, uint32_t type) {
+  std::vector<const TBaseEntry*> links;
+  CollectChildren(parent_id, type, links);
+  // Collect the IDs first: each deletion changes the table the pointers point into.
+  std::vector<uint64_t> ids;
+  ids.reserve(links.size());
+  for (const TBaseEntry* link : links) ids.push_back(link->Header.ID);
+  for (uint64_t id : ids) DeleteEntry(4, id);
+}
+
 TBaseEntry::TBaseEntry(uint32_t type, uint32_t secondary_type, uint32_t size) {
   Header.Type = type;
   Header.SecondaryType = secondary_type;

@@ -50,6 +50,8 @@ class TCoreDB {
   void DeleteString(uint64_t id) {
     if (id != 0) DeleteEntry(6, id);
   }
+  // Deletes every link record of `type` whose parent is `parent_id`.
+  void DeleteChildren(uint64_t parent_id, uint32_t type);
 };
 
 }  // namespace vemra
