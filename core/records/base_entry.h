@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "core/records/core_db.h"
@@ -55,6 +56,28 @@ class TBaseEntry {
     id = db.SetString(id, text);
   }
   static void LoadText(TCoreDB& db, uint64_t id, std::wstring& text) { db.GetString(id, text); }
+
+  // One run-time text of a record and the Data field that names its string record; records
+  // with several texts list them once and hand the list to the helpers below.
+  struct TextSlot {
+    uint64_t* id;
+    std::wstring* text;
+  };
+  static void StoreTexts(TCoreDB& db, std::span<const TextSlot> slots) {
+    for (const TextSlot& s : slots) StoreText(db, *s.id, *s.text);
+  }
+  static void LoadTexts(TCoreDB& db, std::span<const TextSlot> slots) {
+    for (const TextSlot& s : slots) LoadText(db, *s.id, *s.text);
+  }
+  static void DeleteTexts(TCoreDB& db, std::span<const TextSlot> slots) {
+    for (const TextSlot& s : slots) db.DeleteString(*s.id);
+  }
+  static void ClearTexts(std::span<const TextSlot> slots) {
+    for (const TextSlot& s : slots) s.text->clear();
+  }
+  static void ClearTextIDs(std::span<const TextSlot> slots) {
+    for (const TextSlot& s : slots) *s.id = 0;
+  }
   // Writes `size` body bytes from `body`; returns the count written.
   static size_t WriteBody(IOutputStream& out, const uint8_t* body, size_t size) {
     return out.Write(body, size);

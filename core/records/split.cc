@@ -10,35 +10,19 @@ TSplit::TSplit() : TBaseEntry(etSplit, kVersion, kBodySize) {
 }
 
 void TSplit::SaveDependents(TCoreDB& db) {
-  StoreText(db, Data.NameID, Name);
-  StoreText(db, Data.CommentID, Comment);
-  StoreText(db, Data.CustomText1ID, CustomText1);
-  StoreText(db, Data.CustomText2ID, CustomText2);
-  StoreText(db, Data.FileLinksID, FileLinks);
+  StoreTexts(db, Texts());
 }
 
 void TSplit::DeleteDependents(TCoreDB& db) {
-  db.DeleteString(Data.NameID);
-  db.DeleteString(Data.CommentID);
-  db.DeleteString(Data.CustomText1ID);
-  db.DeleteString(Data.CustomText2ID);
-  db.DeleteString(Data.FileLinksID);
+  DeleteTexts(db, Texts());
 }
 
 void TSplit::ClearStrings() {
-  Name.clear();
-  Comment.clear();
-  CustomText1.clear();
-  CustomText2.clear();
-  FileLinks.clear();
+  ClearTexts(Texts());
 }
 
 void TSplit::ClearStringIDs() {
-  Data.NameID = 0;
-  Data.CommentID = 0;
-  Data.CustomText1ID = 0;
-  Data.CustomText2ID = 0;
-  Data.FileLinksID = 0;
+  ClearTextIDs(Texts());
 }
 
 size_t TSplit::SaveData(IOutputStream& out) {
@@ -79,11 +63,7 @@ bool TSplit::LoadData(IInputStream& in, uint32_t version) {
 }
 
 void TSplit::LoadDependents(TCoreDB& db) {
-  LoadText(db, Data.NameID, Name);
-  LoadText(db, Data.CommentID, Comment);
-  LoadText(db, Data.CustomText1ID, CustomText1);
-  LoadText(db, Data.CustomText2ID, CustomText2);
-  LoadText(db, Data.FileLinksID, FileLinks);
+  LoadTexts(db, Texts());
 }
 
 }  // namespace vemra

@@ -1,6 +1,7 @@
 // TSplit: the shared head of a transaction that is divided into several transactions.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -59,6 +60,16 @@ class TSplit : public TBaseEntry {
   // Reads the five texts.
   void LoadDependents(TCoreDB& db) override;
   std::unique_ptr<TBaseEntry> Clone() const override { return std::make_unique<TSplit>(*this); }
+
+ private:
+  // The five texts with their ID fields, in stored order.
+  std::array<TextSlot, 5> Texts() {
+    return {{{&Data.NameID, &Name},
+             {&Data.CommentID, &Comment},
+             {&Data.CustomText1ID, &CustomText1},
+             {&Data.CustomText2ID, &CustomText2},
+             {&Data.FileLinksID, &FileLinks}}};
+  }
 };
 
 }  // namespace vemra

@@ -32,38 +32,22 @@ TTransaction::TTransaction(uint32_t type, uint32_t version, uint32_t size)
 }
 
 void TTransaction::SaveDependents(TCoreDB& db) {
-  StoreText(db, Data.NameID, Name);
-  StoreText(db, Data.CommentID, Comment);
-  StoreText(db, Data.CustomText1ID, CustomText1);
-  StoreText(db, Data.CustomText2ID, CustomText2);
-  StoreText(db, Data.FileLinksID, FileLinks);
+  StoreTexts(db, Texts());
   SaveTags(db, Header.ID);
 }
 
 void TTransaction::DeleteDependents(TCoreDB& db) {
-  db.DeleteString(Data.NameID);
-  db.DeleteString(Data.CommentID);
-  db.DeleteString(Data.CustomText1ID);
-  db.DeleteString(Data.CustomText2ID);
-  db.DeleteString(Data.FileLinksID);
+  DeleteTexts(db, Texts());
   DeleteTags(db, Header.ID);
 }
 
 void TTransaction::ClearStrings() {
-  Name.clear();
-  Comment.clear();
-  CustomText1.clear();
-  CustomText2.clear();
-  FileLinks.clear();
+  ClearTexts(Texts());
   Tags.clear();
 }
 
 void TTransaction::ClearStringIDs() {
-  Data.NameID = 0;
-  Data.CommentID = 0;
-  Data.CustomText1ID = 0;
-  Data.CustomText2ID = 0;
-  Data.FileLinksID = 0;
+  ClearTextIDs(Texts());
 }
 
 void TTransaction::WriteTransactionPart(BodyWriter& w) const {
@@ -172,11 +156,7 @@ bool TTransaction::LoadData(IInputStream& in, uint32_t version) {
 }
 
 void TTransaction::LoadDependents(TCoreDB& db) {
-  LoadText(db, Data.NameID, Name);
-  LoadText(db, Data.CommentID, Comment);
-  LoadText(db, Data.CustomText1ID, CustomText1);
-  LoadText(db, Data.CustomText2ID, CustomText2);
-  LoadText(db, Data.FileLinksID, FileLinks);
+  LoadTexts(db, Texts());
   // An occurrence is not stored and has no links of its own: it shows its schedule's tags.
   LoadTags(db, IsGhost ? ScheduleID : Header.ID);
 }

@@ -3,6 +3,7 @@
 // the user edits one of them.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -135,6 +136,16 @@ class TTransaction : public TBaseEntry, public TTaggedEntry {
   // Reads the 160-byte old body into Categories and Data; the fields it lacks keep their
   // values.
   void ReadOldTransactionPart(BodyReader& r);
+
+ private:
+  // The five texts with their ID fields, in stored order.
+  std::array<TextSlot, 5> Texts() {
+    return {{{&Data.NameID, &Name},
+             {&Data.CommentID, &Comment},
+             {&Data.CustomText1ID, &CustomText1},
+             {&Data.CustomText2ID, &CustomText2},
+             {&Data.FileLinksID, &FileLinks}}};
+  }
 };
 
 }  // namespace vemra
