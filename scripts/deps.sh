@@ -8,6 +8,7 @@ packages=(
   zlib1g-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  nlohmann-json3-dev
   clang-format
 )
 

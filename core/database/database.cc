@@ -47,10 +47,39 @@ TUndoHistoryItem& DataBase::CurrentStep() {
   return undo_history_[undo_index_];
 }
 
+void DataBase::Link(const TBaseEntry& e, bool add) {
+  if (e.GetTableIndex() != 4) return;
+  uint64_t parent = e.GetParentID();
+  if (parent == 0) return;
+  if (add) {
+    children_.emplace(parent, e.Header.ID);
+  } else {
+    children_.erase({parent, e.Header.ID});
+  }
+}
+
 uint64_t DataBase::Insert(std::unique_ptr<TBaseEntry> e) {
   uint64_t id = e->Header.ID;
-  tables_[e->GetTableIndex()][id] = std::move(e);
+  std::unique_ptr<TBaseEntry>& slot = tables_[e->GetTableIndex()][id];
+  if (slot) Link(*slot, false);
+  Link(*e, true);
+  slot = std::move(e);
   return id;
+}
+
+std::unique_ptr<TBaseEntry> DataBase::Exchange(std::unique_ptr<TBaseEntry>& slot,
+                                               std::unique_ptr<TBaseEntry> e) {
+  Link(*slot, false);
+  Link(*e, true);
+  std::swap(slot, e);
+  return e;
+}
+
+std::unique_ptr<TBaseEntry> DataBase::Take(Table& table, Table::iterator it) {
+  std::unique_ptr<TBaseEntry> record = std::move(it->second);
+  table.erase(it);
+  Link(*record, false);
+  return record;
 }
 
 uint64_t DataBase::StoreEntry(std::unique_ptr<TBaseEntry> e, uint64_t stamp) {
@@ -78,8 +107,7 @@ uint64_t DataBase::StoreEntry(std::unique_ptr<TBaseEntry> e, uint64_t stamp) {
     }
     // SaveDependents may have changed the table; look the old version up again.
     old = table.find(e->Header.ID);
-    CurrentStep().Replaced.push_back(std::move(old->second));
-    old->second = std::move(e);
+    CurrentStep().Replaced.push_back(Exchange(old->second, std::move(e)));
     sync_journal_.push_back({old->first, 0, old->second->Header.Type});
     sort_order_cache_.clear();
     return old->first;
@@ -103,8 +131,7 @@ bool DataBase::DeleteEntry(uint32_t table, uint64_t id) {
   Modified = true;
   auto it = tables_[table].find(id);
   if (it == tables_[table].end() || IsForeignReadOnly(*it->second)) return false;
-  std::unique_ptr<TBaseEntry> record = std::move(it->second);
-  tables_[table].erase(it);
+  std::unique_ptr<TBaseEntry> record = Take(tables_[table], it);
   record->DeleteDependents(*this);
   uint64_t stamp = NewerStamp(record->Header.LastModDate);
   auto [marker, fresh] = deleted_headers_.try_emplace(id, record->Header);
@@ -150,8 +177,10 @@ bool DataBase::GetString(uint64_t id, std::wstring& text) {
 bool DataBase::CollectChildren(uint64_t parent_id, uint32_t type,
                                std::vector<const TBaseEntry*>& out) {
   if (parent_id == 0) return false;
-  for (const auto& [id, e] : tables_[4]) {
-    if (e->GetParentID() == parent_id && e->Header.Type == type) out.push_back(e.get());
+  for (auto it = children_.lower_bound({parent_id, 0});
+       it != children_.end() && it->first == parent_id; ++it) {
+    const TBaseEntry* e = FindEntry(it->second, 4);
+    if (e != nullptr && e->Header.Type == type) out.push_back(e);
   }
   return true;
 }
@@ -162,12 +191,13 @@ void DataBase::ReplaceChildren(uint64_t parent_id, uint32_t type,
   for (auto& link : links) link->Header.ID = 0;
   std::vector<uint64_t> stale;
   size_t next = 0;
-  for (const auto& [id, e] : tables_[4]) {
-    if (e->GetParentID() != parent_id || e->Header.Type != type) continue;
+  std::vector<const TBaseEntry*> held;
+  if (parent_id != 0) CollectChildren(parent_id, type, held);
+  for (const TBaseEntry* e : held) {
     if (next < links.size()) {
-      links[next++]->Header.ID = id;
+      links[next++]->Header.ID = e->Header.ID;
     } else {
-      stale.push_back(id);
+      stale.push_back(e->Header.ID);
     }
   }
   for (uint64_t id : stale) DeleteEntry(4, id);
@@ -249,6 +279,8 @@ void DataBase::Close() {
   if (!Loaded) return;
   CurrentUser = TUser();
   for (Table& table : tables_) table.clear();
+  children_.clear();
+  ex_rates_.clear();
   deleted_headers_.clear();
   DiscardStepsFrom(0);
   undo_index_ = 0;

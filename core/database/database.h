@@ -5,16 +5,26 @@
 // consistent. Not thread-safe: a document calls it from its one serial work queue.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
+#include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "core/database/db_header.h"
 #include "core/records/base_entry.h"
+#include "core/records/dates.h"
+#include "core/records/event.h"
+#include "core/records/schedule.h"
+#include "core/records/split.h"
+#include "core/records/transaction.h"
 #include "core/records/user.h"
+#include "core/streams/stream.h"
 
 namespace vemra {
 
@@ -33,6 +43,56 @@ struct TUndoHistoryItem {
   uint32_t Kind = 0;  // 1 import, 2 add, 3 edit, 4 delete, 5 reconciliation; 0 implicit
   std::vector<std::unique_ptr<TBaseEntry>> Replaced;  // in the order of the changes
   std::vector<std::pair<uint32_t, uint64_t>> Added;   // (table, ID)
+};
+
+// Result codes of the file and sync-part operations.
+enum : int {
+  kResultOK = 0,
+  kResultNotDatabase = -1,     // signature mismatch, or the record area cannot be decompressed
+  kResultCantOpen = -2,        // the file cannot be opened or created, or writing failed
+  kResultOldFormat = -3,       // format 280..399 at open (needs a conversion not offered here)
+  kResultBackupFailed = -4,    // no backup copy before a conversion
+  kResultTooOld = -5,          // format below 280
+  kResultTooNew = -6,          // format above 440
+  kResultVersionMismatch = 1,  // format 280..399 met while merging
+  kResultOlderFormat = 2,      // header reader: format 400..439, readable (callers: success)
+  kResultWrongDatabase = 3,    // another database, or a bad sync part
+  kResultWrongPassword = 4,
+  kResultNothingToWrite = 6,  // empty change journal
+};
+
+// The format version this system writes.
+constexpr uint32_t kFileFormat = 440;
+
+// Key of one currency pair in the exchange-rate index: (lower ID, higher ID).
+struct TExRateHeader {
+  uint64_t LowerID = 0;
+  uint64_t HigherID = 0;
+  friend auto operator<=>(const TExRateHeader&, const TExRateHeader&) = default;
+};
+
+// One rate of a pair: the price of one unit of the lower-ID currency in the higher-ID one.
+struct TExRateValue {
+  uint64_t ID = 0;  // the TExRate record
+  ADate Date;
+  double Rate = 1.0;
+};
+
+// Filters of QueryTransactions and QueryScheduledTransactions. Empty ID sets do not filter
+// (an empty account set means every account).
+struct TTransactionFilter {
+  uint64_t CurrencyID = 0;  // amounts and balances are converted into this currency
+  ADate Begin;
+  ADate End;
+  std::set<uint64_t> Accounts;
+  std::set<uint64_t> Categories;  // each set matches its entries and everything under them
+  std::set<uint64_t> Families;
+  std::set<uint64_t> Payees;
+  std::set<uint64_t> Projects;
+  std::set<uint64_t> Tags;
+  std::optional<uint8_t> CustomCheckBox;  // keep only this star mark
+  std::optional<int8_t> Cleared;          // keep only this cleared state
+  bool LoanMode = false;  // every transaction with a loan, any date, no amounts or balances
 };
 
 class DataBase : public TCoreDB {
@@ -104,6 +164,111 @@ class DataBase : public TCoreDB {
   uint32_t UndoIndex() const { return undo_index_; }
   const std::map<uint32_t, TUndoHistoryItem>& UndoHistory() const { return undo_history_; }
 
+  // Stores split `split` and its part transactions `parts` (each gets the split's ID, date,
+  // time, cleared state and owner flags); an existing split's old parts are deleted first.
+  // Returns true when the split and every part were stored; stops at the first failure.
+  // `split` receives the stored split's ID.
+  bool StoreSplit(TSplit& split, std::vector<TTransaction>& parts);
+
+  // --- Database texts ---
+
+  // Returns the text of slot 0..4 (empty for an empty slot or another index).
+  std::wstring GetDatabaseText(uint32_t slot);
+  // Stores the text of slot 0..4 with a new stamp; journalled, not undoable; does nothing when
+  // the database is read-only.
+  void SetDatabaseText(uint32_t slot, const std::wstring& text);
+  // (string record ID, change stamp) of the five slots.
+  std::array<std::pair<uint64_t, uint64_t>, 5> DatabaseTexts{};
+
+  // --- Database file (file.cc) ---
+
+  // Reads the first 224 bytes of a database file into `header` and `version`. Returns 0 for the
+  // current format, 2 for 400..439, 1 for 280..399 (header not read), -5, -6, or -1 for a bad
+  // signature or a short file. On failure `header` is unchanged.
+  static int ReadHeader(IInputStream& in, TDBHeader& header, uint32_t& version);
+  // Writes the 1024-byte head of a file from Header and DatabaseTexts.
+  void WriteHeader(IOutputStream& out) const;
+  // Closes the loaded database and loads the file in `in`. Returns 0, or a result code; on
+  // failure the database stays not loaded.
+  int Open(IInputStream& in);
+  int OpenFile(const std::string& path);
+  // Writes the whole database (current format) to `out`. Returns 0, or -2 when a write or the
+  // compression failed; 0 with nothing written when no database is loaded.
+  int Save(IOutputStream& out);
+  // Saves to `path` atomically: a temporary file in the same folder, flushed to disk, then
+  // renamed over `path`. On failure `path` is untouched and the temporary file removed.
+  int SaveFile(const std::string& path);
+  // Merges another copy of this database (same DatabaseID). Returns 0, -1 (not a database or
+  // damaged record area), -5, -6, 1 (format 280..399) or 3 (another database); nothing happens
+  // and 0 is returned when no database is loaded.
+  int MergeFile(IInputStream& in);
+  int MergeFilePath(const std::string& path);
+  // The administrator password (at most 60 UTF-16 units); empty when none or not loaded.
+  std::wstring GetAdminPassword() const;
+  // Merges a record stream into the tables by LastModDate (see file.cc); an unreadable body
+  // ends the read, keeping what came before. Leaves no undo history.
+  void ReadRecords(IInputStream& in, bool reset_last_id);
+  // Writes the record stream: tables 0..6 in ID order, then the deletion markers. Returns
+  // false when a write failed.
+  bool WriteRecords(IOutputStream& out);
+
+  // --- Sync parts (part.cc) ---
+
+  // Writes the journalled changes to a new part file at `path` and empties the journal.
+  // Returns 0, 6 (empty journal, no file created) or -2 (cannot create or write).
+  int WritePart(const std::string& path);
+  // Merges the part file at `path`. Returns 0, -2 (cannot open or decompress) or 3 (bad
+  // signature, another database or format above 440; nothing merged).
+  int ReadPart(const std::string& path);
+  int ReadPart(IInputStream& compressed);
+
+  // --- Exchange rates (ex_rates.cc) ---
+
+  // Rebuilds the exchange-rate index from the TExRate records.
+  void RebuildExRates();
+  // The factor that converts an amount in currency `from` into currency `to`: the newest rate
+  // of the pair (1.0 for equal currencies or when there is no usable rate).
+  double GetExRate(uint64_t from, uint64_t to) const;
+  // Stores the price of one unit of `from` in `to` as the pair's only rate record, dated today.
+  // Returns false (changing nothing) for equal currencies or a rate <= 0.
+  bool SetExRate(uint64_t from, uint64_t to, double rate);
+  const std::map<TExRateHeader, std::vector<TExRateValue>>& ExRates() const { return ex_rates_; }
+
+  // --- Schedules (schedules.cc) ---
+
+  // Walks the occurrences of `schedule` from its BeginDate up to `limit` (or EndDate when End
+  // is set and earlier). With `next_only`, returns the first occurrence (0 when none) and
+  // changes nothing. Otherwise appends occurrences on or before today to `due` (unless Ghost),
+  // later ones to `ghosts`, moves BeginDate past the due ones and returns 0.
+  static ADate ExpandSchedule(TSchedule& schedule, ADate limit, std::vector<ADate>& due,
+                              std::vector<ADate>& ghosts, bool next_only);
+  // Enters the due occurrences of every scheduled transaction as transactions (deterministic
+  // IDs and stamps, not undoable) and appends the occurrences after today up to `limit` to
+  // `ghosts` as ghost transactions.
+  void ProcessSchedules(ADate limit, std::vector<TTransaction>& ghosts);
+  // The same for scheduled events: due occurrences become TEvent records, later ones ghosts.
+  void ProcessScheduledEvents(ADate limit, std::vector<TEvent>& ghosts);
+
+  // --- Queries (query.cc) ---
+
+  // Lists the transactions of the filter's period (after processing schedules up to its end,
+  // ghosts included) with Amount converted into the filter's currency and Balance the running
+  // balance; returns the count listed. The copies carry no texts.
+  size_t QueryTransactions(std::vector<TTransaction>& out, const TTransactionFilter& filter);
+  // Lists a transaction copy of every scheduled transaction passing the filter's account,
+  // category, tag, check-box and cleared filters (period ignored), dated at its next
+  // occurrence (0 when none), with Amount converted; returns the count.
+  size_t QueryScheduledTransactions(std::vector<TTransaction>& out,
+                                    const TTransactionFilter& filter);
+
+  // --- Whole database ---
+
+  // Rebuilds the exchange-rate index and processes the schedules up to today.
+  void Refresh();
+  // Empties the database for reuse as a new one (see database.cc for what each flag removes);
+  // does nothing while a user is logged in.
+  void ClearDatabase(bool f1, bool f2, bool f3, bool f4, bool f5, bool f6, bool f7, bool f8);
+
   // --- State ---
 
   // Destroys every record, marker, undo step and journal entry; the database is empty and not
@@ -117,18 +282,31 @@ class DataBase : public TCoreDB {
   TDBHeader Header;
   TDBUserSettings UserSettings;  // working copy of the settings block
   TUser CurrentUser;
+  TimeInterval Period;  // the period the views show; saved into the header's settings block
   bool Modified = false;
   bool Loaded = false;
   bool ReadOnly = false;
   uint64_t LastID = 0;
+
+  // Seeds the noise NewID adds, so that a generator can make the same IDs on every run (with
+  // the clock pinned).
+  void SeedIDs(uint32_t seed) { rng_.seed(seed); }
 
  private:
   // True when the current user may not change record `e` (someone else's read-only record).
   bool IsForeignReadOnly(const TBaseEntry& e) const;
   TUndoHistoryItem& CurrentStep();
   void DiscardStepsFrom(uint32_t first);
-  // Puts `e` into its table; returns the ID.
+  // The only ways records enter and leave the tables, so that the link index stays right.
+  // Puts `e` into its table (replacing and destroying a record with its ID); returns the ID.
   uint64_t Insert(std::unique_ptr<TBaseEntry> e);
+  // Puts `e` into the occupied table slot `slot`; returns the record it displaced.
+  std::unique_ptr<TBaseEntry> Exchange(std::unique_ptr<TBaseEntry>& slot,
+                                       std::unique_ptr<TBaseEntry> e);
+  // Removes the record at `it` from `table` and returns it.
+  std::unique_ptr<TBaseEntry> Take(Table& table, Table::iterator it);
+  // Adds (`add`) or removes `e` in the index of link records by parent.
+  void Link(const TBaseEntry& e, bool add);
 
   Table tables_[kTableCount];
   std::map<uint64_t, THeader> deleted_headers_;
@@ -136,6 +314,9 @@ class DataBase : public TCoreDB {
   uint32_t undo_index_ = 0;
   std::vector<TAutomaticSyncItem> sync_journal_;
   std::map<uint64_t, std::pair<uint32_t, bool>> sort_order_cache_;
+  std::map<TExRateHeader, std::vector<TExRateValue>> ex_rates_;
+  // (parent ID, record ID) of every link record of table 4 with a parent, for CollectChildren.
+  std::set<std::pair<uint64_t, uint64_t>> children_;
   uint64_t current_user_id_ = 0;
   bool user_selected_ = false;
   std::minstd_rand rng_;

@@ -49,11 +49,10 @@ void DataBase::Undo() {
     if (held != table.end()) {
       // The restored version must be newer than every version it displaces.
       r->Header.LastModDate = std::max(held->second->Header.LastModDate + 1, stamp);
-      it->second.Replaced.push_back(std::move(held->second));
-      held->second = std::move(r);
+      it->second.Replaced.push_back(Exchange(held->second, std::move(r)));
     } else {
       r->Header.LastModDate = stamp;
-      table[id] = std::move(r);
+      Insert(std::move(r));
       it->second.Added.emplace_back(table_index, id);
     }
     sync_journal_.push_back({id, 0, type});

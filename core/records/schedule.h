@@ -16,7 +16,7 @@ struct TSchedule {
   uint8_t End = 0;   // EndDate applies (0/1)
   uint16_t Day = 1;  // daily: every Day days; monthly: day of the month
   std::array<uint8_t, 7> WeekDays{1, 1, 1, 1, 1, 1, 1};  // Monday .. Sunday
-  int8_t WeekType = 0;  // weekly: 0 every week, 1 odd weeks, 2 even weeks
+  int8_t WeekType = 0;  // weekly: 0 every week, 1 even week numbers only, 2 odd ones only
   std::array<uint8_t, 12> Months{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};  // January .. December
   uint8_t Ghost = 0;  // due occurrences are not entered as transactions (0/1)
 
