@@ -307,6 +307,8 @@ class DataBase : public TCoreDB {
   std::unique_ptr<TBaseEntry> Take(Table& table, Table::iterator it);
   // Adds (`add`) or removes `e` in the index of link records by parent.
   void Link(const TBaseEntry& e, bool add);
+  // Writes the uncompressed record stream; false when a write failed.
+  bool WriteRecordStream(IOutputStream& out);
 
   Table tables_[kTableCount];
   std::map<uint64_t, THeader> deleted_headers_;

@@ -61,6 +61,8 @@ bool TStringEntry::LoadData(IInputStream& in, uint32_t count) {
     left -= n;
   }
   Text = UnitsToWide(units);
+  Header.SecondaryType = count;
+  Header.Size = 2 * count;
   return true;
 }
 

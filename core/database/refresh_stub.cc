@@ -1,0 +1,5 @@
+// Placeholder until the exchange-rate and schedule code lands.
+#include "core/database/database.h"
+namespace vemra {
+void DataBase::Refresh() {}
+}  // namespace vemra

@@ -1,0 +1,86 @@
+// Streams that compress or decompress on the fly, so that a database of hundreds of megabytes
+// never has to sit in memory twice (once compressed, once as its record stream).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "core/streams/stream.h"
+
+namespace vemra {
+
+// Reads the data of a zlib stream (RFC 1950) that starts at the current position of `source`.
+// Seeking forward decompresses and skips; seeking backward works only within the last
+// kKeepBehind bytes before the furthest position read, which is all a record reader needs to
+// step back after a body reader read past its record. One thread at a time.
+class InflateInputStream : public IInputStream {
+ public:
+  static constexpr size_t kKeepBehind = 1 << 20;
+
+  // `source` is borrowed and must outlive this stream.
+  explicit InflateInputStream(IInputStream& source);
+  ~InflateInputStream() override;
+  InflateInputStream(const InflateInputStream&) = delete;
+  InflateInputStream& operator=(const InflateInputStream&) = delete;
+
+  size_t Read(void* dst, size_t n) override;
+  int64_t Tell() override { return static_cast<int64_t>(pos_); }
+  // Returns false for an offset before the kept window; an offset past the data is accepted
+  // and later reads there return nothing.
+  bool Seek(int64_t offset) override;
+  bool Eof() override { return eof_; }
+
+  // Decompresses whatever has not been read yet, to check the stream to its end. Returns 0 when
+  // the compressed data was complete and undamaged, otherwise a code of DecompressStream.
+  int32_t Finish();
+
+ private:
+  // Appends more decompressed bytes to the window; false at the end of the data or on damage.
+  bool Fill();
+
+  IInputStream& source_;
+  struct State;
+  std::unique_ptr<State> z_;
+  std::vector<uint8_t> in_;
+  std::vector<uint8_t> window_;  // decompressed bytes [base_, base_ + window_.size())
+  uint64_t base_ = 0;
+  uint64_t pos_ = 0;
+  int32_t status_ = 1;  // 1 running, 0 complete, otherwise the failure code
+  bool eof_ = false;
+};
+
+// Writes one zlib stream at compression level 1 of everything written to it into `sink`.
+// One thread at a time.
+class DeflateOutputStream : public IOutputStream {
+ public:
+  // `sink` is borrowed and must outlive this stream.
+  explicit DeflateOutputStream(IOutputStream& sink);
+  ~DeflateOutputStream() override;
+  DeflateOutputStream(const DeflateOutputStream&) = delete;
+  DeflateOutputStream& operator=(const DeflateOutputStream&) = delete;
+
+  // Returns `n`, or 0 once the sink refused bytes.
+  size_t Write(const void* src, size_t n) override;
+  // The count of uncompressed bytes written, or -1 after a failure.
+  int64_t Tell() override;
+  // Compressed output cannot be repositioned: always false.
+  bool Seek(int64_t) override { return false; }
+  // Ends the compressed stream; returns true when every byte reached the sink.
+  bool Finish();
+
+ private:
+  bool Deflate(bool finish);
+
+  IOutputStream& sink_;
+  struct State;
+  std::unique_ptr<State> z_;
+  std::vector<uint8_t> in_;
+  std::vector<uint8_t> out_;
+  uint64_t written_ = 0;
+  bool failed_ = false;
+  bool finished_ = false;
+};
+
+}  // namespace vemra
