@@ -15,10 +15,17 @@ std::atomic<uint64_t> g_pinned_ticks{0};
 int64_t LocalWallSeconds() {
   if (g_pinned.load(std::memory_order_acquire)) return g_pinned_seconds.load();
   std::time_t now = std::time(nullptr);
+  // Every new record asks for the date and time; converting once per second per thread keeps
+  // a million of them cheap. The zone offset cannot change within one second.
+  thread_local std::time_t cached_now = -1;
+  thread_local int64_t cached_local = 0;
+  if (now == cached_now) return cached_local;
   std::tm local{};
   if (localtime_r(&now, &local) == nullptr) return static_cast<int64_t>(now);
   // timegm reads the local calendar fields as UTC, which is exactly the wall-clock count.
-  return static_cast<int64_t>(timegm(&local));
+  cached_now = now;
+  cached_local = static_cast<int64_t>(timegm(&local));
+  return cached_local;
 }
 
 uint64_t ProcessorTicks() {

@@ -97,7 +97,9 @@ struct TTransactionFilter {
 
 class DataBase : public TCoreDB {
  public:
-  using Table = std::map<uint64_t, std::unique_ptr<TBaseEntry>>;
+  using Table =
+      std::map<uint64_t, std::unique_ptr<TBaseEntry>, std::less<uint64_t>,
+               RecordPoolAllocator<std::pair<const uint64_t, std::unique_ptr<TBaseEntry>>>>;
 
   DataBase();
   ~DataBase() override;

@@ -31,11 +31,11 @@ class TSplit : public TBaseEntry {
     friend bool operator==(const TData&, const TData&) = default;
   } Data;
 
-  std::wstring Name;
-  std::wstring Comment;
-  std::wstring CustomText1;
-  std::wstring CustomText2;
-  std::wstring FileLinks;
+  RuntimeText Name;
+  RuntimeText Comment;
+  RuntimeText CustomText1;
+  RuntimeText CustomText2;
+  RuntimeText FileLinks;
   // The split's transactions; filled by the splits collection, never stored here.
   std::vector<TTransaction> Transactions;
 

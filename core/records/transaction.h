@@ -48,19 +48,19 @@ class TTransaction : public TBaseEntry, public TTaggedEntry {
     friend bool operator==(const TData&, const TData&) = default;
   } Data;
 
-  std::wstring Name;
-  std::wstring Comment;
-  std::wstring CustomText1;
-  std::wstring CustomText2;
-  std::wstring FileLinks;
+  RuntimeText Name;
+  RuntimeText Comment;
+  RuntimeText CustomText1;
+  RuntimeText CustomText2;
+  RuntimeText FileLinks;
   double Amount = 0;
   double Balance = 0;
-  double ExRate = 1.0;           // the rate used while one of the two amounts is still 0
-  bool IsGhost = false;          // a generated occurrence of a scheduled transaction
-  uint64_t ScheduleID = 0;       // for an occurrence, the scheduled transaction it came from
-  bool IsGhostSchedule = false;  // copy of the schedule's Ghost
+  double ExRate = 1.0;      // the rate used while one of the two amounts is still 0
+  uint64_t ScheduleID = 0;  // for an occurrence, the scheduled transaction it came from
   double Percent = 0;
   double Remainder = 0;
+  bool IsGhost = false;          // a generated occurrence of a scheduled transaction
+  bool IsGhostSchedule = false;  // copy of the schedule's Ghost
   bool Import = false;
 
   static constexpr uint32_t kVersion = 1;

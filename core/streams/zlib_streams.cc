@@ -3,7 +3,11 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <mutex>
+#include <thread>
 
 namespace vemra {
 namespace {
@@ -15,75 +19,149 @@ constexpr const char* kZlibVersion = "1.2.11";
 
 }  // namespace
 
-struct InflateInputStream::State {
-  z_stream zs{};
-  bool ready = false;
+// The decompressing thread and the blocks it hands over. Blocks travel in `ready`; the reader
+// gives finished blocks back through `spare` so that their memory is reused.
+struct InflateInputStream::Worker {
+  static constexpr size_t kBlock = 1 << 20;
+  static constexpr size_t kAhead = 4;  // blocks decompressed ahead of the reader
+
+  explicit Worker(IInputStream& src) : source(src) {
+    thread = std::thread([this] { Run(); });
+  }
+  ~Worker() {
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      stop = true;
+    }
+    changed.notify_all();
+    thread.join();
+  }
+
+  void Run() {
+    z_stream zs{};
+    int32_t result = inflateInit_(&zs, kZlibVersion, static_cast<int>(sizeof(z_stream)));
+    bool ready_z = result == Z_OK;
+    std::vector<uint8_t> in(kInChunk);
+    if (ready_z) result = 1;
+    while (result == 1) {
+      std::vector<uint8_t> block;
+      {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return stop || ready.size() < kAhead; });
+        if (stop) break;
+        if (!spare.empty()) {
+          block = std::move(spare.back());
+          spare.pop_back();
+        }
+      }
+      block.resize(kBlock);
+      zs.next_out = block.data();
+      zs.avail_out = static_cast<uInt>(kBlock);
+      while (zs.avail_out > 0 && result == 1) {
+        if (zs.avail_in == 0) {
+          size_t got = source.Read(in.data(), in.size());
+          if (got == 0) {
+            result = Z_DATA_ERROR;  // the compressed data ended before its end marker
+            break;
+          }
+          zs.next_in = in.data();
+          zs.avail_in = static_cast<uInt>(got);
+        }
+        int rc = inflate(&zs, Z_NO_FLUSH);
+        if (rc == Z_STREAM_END) {
+          result = 0;
+        } else if (rc == Z_NEED_DICT) {
+          result = Z_DATA_ERROR;
+        } else if (rc != Z_OK && rc != Z_BUF_ERROR) {
+          result = rc;
+        }
+      }
+      block.resize(kBlock - zs.avail_out);
+      std::lock_guard<std::mutex> lock(mutex);
+      if (!block.empty()) ready.push_back(std::move(block));
+      if (result != 1) status = result;
+      changed.notify_all();
+    }
+    if (ready_z) inflateEnd(&zs);
+    std::lock_guard<std::mutex> lock(mutex);
+    if (status == 1) status = result == 1 ? Z_STREAM_ERROR : result;
+    changed.notify_all();
+  }
+
+  // Waits for the next block; false once the data ended (or failed) and all blocks were taken.
+  bool Next(std::vector<uint8_t>& block) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [&] { return !ready.empty() || status != 1; });
+    if (ready.empty()) return false;
+    block = std::move(ready.front());
+    ready.pop_front();
+    changed.notify_all();
+    return true;
+  }
+
+  void GiveBack(std::vector<uint8_t>&& block) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (spare.size() < kAhead) spare.push_back(std::move(block));
+  }
+
+  int32_t Status() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return status;
+  }
+
+  IInputStream& source;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<std::vector<uint8_t>> ready;
+  std::vector<std::vector<uint8_t>> spare;
+  int32_t status = 1;  // 1 running, 0 complete, otherwise the failure code
+  bool stop = false;
+  std::thread thread;
 };
 
 InflateInputStream::InflateInputStream(IInputStream& source)
-    : source_(source), z_(std::make_unique<State>()), in_(kInChunk) {
-  z_->ready = inflateInit_(&z_->zs, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
-  if (!z_->ready) status_ = Z_MEM_ERROR;
-}
+    : worker_(std::make_unique<Worker>(source)) {}
 
-InflateInputStream::~InflateInputStream() {
-  if (z_->ready) inflateEnd(&z_->zs);
-}
+InflateInputStream::~InflateInputStream() = default;
 
 bool InflateInputStream::Fill() {
-  if (status_ != 1) return false;
-  // Drop what lies well behind the read position; keep kKeepBehind for steps back.
+  // Give back blocks that lie wholly before the kept window.
   uint64_t keep_from = pos_ > kKeepBehind ? pos_ - kKeepBehind : 0;
-  if (keep_from > base_ && keep_from - base_ >= kOutChunk) {
-    size_t drop = static_cast<size_t>(std::min<uint64_t>(keep_from - base_, window_.size()));
-    window_.erase(window_.begin(), window_.begin() + static_cast<std::ptrdiff_t>(drop));
-    base_ += drop;
+  while (!window_.empty() && base_ + window_.front().size() <= keep_from) {
+    base_ += window_.front().size();
+    worker_->GiveBack(std::move(window_.front()));
+    window_.erase(window_.begin());
   }
-  z_stream& zs = z_->zs;
-  size_t old_size = window_.size();
-  window_.resize(old_size + kOutChunk);
-  zs.next_out = window_.data() + old_size;
-  zs.avail_out = static_cast<uInt>(kOutChunk);
-  while (zs.avail_out > 0) {
-    if (zs.avail_in == 0) {
-      size_t got = source_.Read(in_.data(), in_.size());
-      if (got == 0) {
-        status_ = Z_DATA_ERROR;  // the compressed data ended before its end marker
-        break;
-      }
-      zs.next_in = in_.data();
-      zs.avail_in = static_cast<uInt>(got);
-    }
-    int rc = inflate(&zs, Z_NO_FLUSH);
-    if (rc == Z_STREAM_END) {
-      status_ = 0;
-      break;
-    }
-    if (rc == Z_NEED_DICT) rc = Z_DATA_ERROR;
-    if (rc != Z_OK && rc != Z_BUF_ERROR) {
-      status_ = rc;
-      break;
-    }
-  }
-  size_t produced = kOutChunk - zs.avail_out;
-  window_.resize(old_size + produced);
-  return produced > 0;
+  std::vector<uint8_t> block;
+  if (!worker_->Next(block)) return false;
+  end_ += block.size();
+  window_.push_back(std::move(block));
+  return true;
 }
 
 size_t InflateInputStream::Read(void* dst, size_t n) {
   auto* out = static_cast<uint8_t*>(dst);
   size_t done = 0;
   while (done < n) {
-    uint64_t end = base_ + window_.size();
-    if (pos_ < end) {
-      size_t take = static_cast<size_t>(std::min<uint64_t>(end - pos_, n - done));
-      std::memcpy(out + done, window_.data() + (pos_ - base_), take);
-      pos_ += take;
-      done += take;
-    } else if (!Fill()) {
-      eof_ = true;
-      break;
+    if (pos_ >= end_) {
+      if (!Fill()) {
+        eof_ = true;
+        break;
+      }
+      continue;
     }
+    // Find the block holding pos_, usually the last one.
+    uint64_t block_base = end_;
+    size_t i = window_.size();
+    do {
+      --i;
+      block_base -= window_[i].size();
+    } while (block_base > pos_);
+    size_t offset = static_cast<size_t>(pos_ - block_base);
+    size_t take = std::min(window_[i].size() - offset, n - done);
+    std::memcpy(out + done, window_[i].data() + offset, take);
+    pos_ += take;
+    done += take;
   }
   return done;
 }
@@ -96,11 +174,11 @@ bool InflateInputStream::Seek(int64_t offset) {
 }
 
 int32_t InflateInputStream::Finish() {
-  while (status_ == 1) {
-    pos_ = base_ + window_.size();
-    Fill();
+  while (true) {
+    pos_ = end_;
+    if (!Fill()) break;
   }
-  return status_;
+  return worker_->Status();
 }
 
 struct DeflateOutputStream::State {

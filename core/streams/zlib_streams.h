@@ -12,14 +12,17 @@
 namespace vemra {
 
 // Reads the data of a zlib stream (RFC 1950) that starts at the current position of `source`.
-// Seeking forward decompresses and skips; seeking backward works only within the last
-// kKeepBehind bytes before the furthest position read, which is all a record reader needs to
-// step back after a body reader read past its record. One thread at a time.
+// A worker thread decompresses ahead in blocks while the reader consumes them, so that reading
+// a database costs about the slower of the two instead of their sum. Seeking forward skips;
+// seeking backward works only within the last kKeepBehind bytes before the furthest position
+// read, which is all a record reader needs to step back after a body reader read past its
+// record. The stream itself is used from one thread at a time.
 class InflateInputStream : public IInputStream {
  public:
   static constexpr size_t kKeepBehind = 1 << 20;
 
-  // `source` is borrowed and must outlive this stream.
+  // `source` is borrowed and must outlive this stream; the worker reads it until the stream
+  // is destroyed or the compressed data ends.
   explicit InflateInputStream(IInputStream& source);
   ~InflateInputStream() override;
   InflateInputStream(const InflateInputStream&) = delete;
@@ -37,17 +40,15 @@ class InflateInputStream : public IInputStream {
   int32_t Finish();
 
  private:
-  // Appends more decompressed bytes to the window; false at the end of the data or on damage.
+  struct Worker;
+  // Takes the next decompressed block into the window; false at the end of the data.
   bool Fill();
 
-  IInputStream& source_;
-  struct State;
-  std::unique_ptr<State> z_;
-  std::vector<uint8_t> in_;
-  std::vector<uint8_t> window_;  // decompressed bytes [base_, base_ + window_.size())
+  std::unique_ptr<Worker> worker_;
+  std::vector<std::vector<uint8_t>> window_;  // blocks in order; [base_, base_ + total size)
   uint64_t base_ = 0;
+  uint64_t end_ = 0;
   uint64_t pos_ = 0;
-  int32_t status_ = 1;  // 1 running, 0 complete, otherwise the failure code
   bool eof_ = false;
 };
 
