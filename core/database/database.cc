@@ -1,6 +1,7 @@
 #include "core/database/database.h"
 
 #include <algorithm>
+#include <array>
 #include <tuple>
 
 #include "core/records/sort_order.h"
@@ -267,12 +268,148 @@ void DataBase::SetCurrentUser(uint64_t user_id) {
   undo_index_ = 0;
   current_user_id_ = user_id;
   user_selected_ = true;
+  RebuildExRates();
+  ProcessDueSchedules();
   sort_order_cache_.clear();
   if (user_id != 0) {
     if (const auto* user = dynamic_cast<const TUser*>(FindEntry(user_id, 3))) {
       UserSettings.DefaultCurrencyID = user->Data.Settings.DefaultCurrencyID;
     }
   }
+}
+
+void DataBase::ProcessDueSchedules() {
+  const ADate today = TodayADate();
+  std::vector<TTransaction> transactions;
+  ProcessSchedules(today, transactions);
+  std::vector<TEvent> events;
+  ProcessScheduledEvents(today, events);
+}
+
+void DataBase::Refresh() {
+  RebuildExRates();
+  ProcessDueSchedules();
+}
+
+bool DataBase::StoreSplit(TSplit& split, std::vector<TTransaction>& parts) {
+  if (split.Header.ID != 0) {
+    std::vector<uint64_t> old_parts;
+    for (const auto& [id, e] : tables_[1]) {
+      if (static_cast<const TTransaction&>(*e).Data.SplitID == split.Header.ID) {
+        old_parts.push_back(id);
+      }
+    }
+    for (uint64_t id : old_parts) DeleteEntry(1, id);
+  }
+  auto record = std::make_unique<TSplit>(split);
+  record->Transactions.clear();
+  uint64_t split_id = StoreEntry(std::move(record));
+  if (split_id == 0) return false;
+  // The caller's objects take the stored IDs, text IDs and stamps, so that storing them again
+  // replaces these records instead of adding new texts.
+  const TBaseEntry& stored_split = *FindEntry(split_id, 0);
+  split.Header = stored_split.Header;
+  split.Data = static_cast<const TSplit&>(stored_split).Data;
+  for (TTransaction& part : parts) {
+    part.Data.SplitID = split_id;
+    part.Data.Date = split.Data.Date;
+    part.Data.Time = split.Data.Time;
+    // The split keeps its cleared state in flag B.
+    part.Data.Cleared = static_cast<int8_t>(split.Data.FlagB);
+    part.Header.Hidden = split.Header.Hidden;
+    part.Header.ReadOnly = split.Header.ReadOnly;
+    part.Header.OwnerID = split.Header.OwnerID;
+    if (part.Data.WithdrawAccountID == 0) part.Data.WithdrawAmount = 0;
+    if (part.Data.TargetAccountID == 0) part.Data.TargetAmount = 0;
+    // Stored directly until the transactions collection offers its own store.
+    uint64_t id = StoreEntry(part.Clone());
+    if (id == 0) return false;
+    const TBaseEntry& stored = *FindEntry(id, 1);
+    part.Header = stored.Header;
+    part.Data = static_cast<const TTransaction&>(stored).Data;
+  }
+  return true;
+}
+
+std::wstring DataBase::GetDatabaseText(uint32_t slot) {
+  std::wstring text;
+  if (slot < DatabaseTexts.size()) GetString(DatabaseTexts[slot].first, text);
+  return text;
+}
+
+void DataBase::SetDatabaseText(uint32_t slot, const std::wstring& text) {
+  if (ReadOnly || slot >= DatabaseTexts.size()) return;
+  auto& [id, stamp] = DatabaseTexts[slot];
+  // Journalled for sync, but not undoable: the step is dropped at once.
+  BeginUndoStep(3);
+  id = SetString(id, text);
+  stamp = NewerStamp(stamp);
+  DropUndoStep();
+}
+
+namespace {
+
+// Whether ClearDatabase removes records of `type` under flags f[0..7].
+bool ClearedByFlags(uint32_t type, const std::array<bool, 8>& f) {
+  switch (type) {
+    case etCurrency:
+    case etExRate:
+      return false;
+    case etAccount:
+    case etAccGroup:
+      return f[0];
+    case etCategory:
+      return f[1];
+    case etUser:
+      return f[6];
+    case etTransaction:
+    case etSplit:
+      return f[0] || f[2];
+    case etScheduledTransaction:
+      return f[0] || f[3];
+    case etLoan:
+      return f[4];
+    case etBudget:
+    case etBudgetFilter:
+      return f[5];
+    case etEvent:
+    case etScheduledEvent:
+      return f[7];
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+void DataBase::ClearDatabase(bool f1, bool f2, bool f3, bool f4, bool f5, bool f6, bool f7,
+                             bool f8) {
+  if (current_user_id_ != 0) return;
+  const std::array<bool, 8> flags{f1, f2, f3, f4, f5, f6, f7, f8};
+  Header = TDBHeader();
+  Header.DatabaseID = NewID();
+  // The default account would name a deleted record.
+  if (f1) UserSettings.DefaultAccountID = 0;
+
+  std::vector<std::pair<uint32_t, uint64_t>> doomed;
+  for (uint32_t t = 0; t < kTableCount; ++t) {
+    for (auto& [id, e] : tables_[t]) {
+      if (e->Header.Type == etString) continue;
+      if (f7) {
+        e->Header.OwnerID = 0;
+        e->Header.Hidden = 0;
+      }
+      if (ClearedByFlags(e->Header.Type, flags)) doomed.emplace_back(t, id);
+    }
+  }
+  for (const auto& [t, id] : doomed) DeleteEntry(t, id);
+
+  DiscardStepsFrom(0);
+  undo_index_ = 0;
+  sync_journal_.clear();
+  deleted_headers_.clear();
+  sort_order_cache_.clear();
+  Modified = true;
 }
 
 void DataBase::Close() {

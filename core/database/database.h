@@ -21,6 +21,7 @@
 #include "core/records/dates.h"
 #include "core/records/event.h"
 #include "core/records/schedule.h"
+#include "core/records/scheduled_event.h"
 #include "core/records/split.h"
 #include "core/records/transaction.h"
 #include "core/records/user.h"
@@ -147,8 +148,9 @@ class DataBase : public TCoreDB {
 
   // --- Users ---
 
-  // Logs in `user_id` (0: no user): clears the undo history and the sort-order cache; a user's
-  // own default currency becomes the working one.
+  // Logs in `user_id` (0: no user): clears the undo history and the sort-order cache, rebuilds
+  // the exchange-rate index and enters the due occurrences of every schedule; a user's own
+  // default currency becomes the working one.
   void SetCurrentUser(uint64_t user_id);
   uint64_t CurrentUserID() const { return current_user_id_; }
 
@@ -167,9 +169,10 @@ class DataBase : public TCoreDB {
   const std::map<uint32_t, TUndoHistoryItem>& UndoHistory() const { return undo_history_; }
 
   // Stores split `split` and its part transactions `parts` (each gets the split's ID, date,
-  // time, cleared state and owner flags); an existing split's old parts are deleted first.
-  // Returns true when the split and every part were stored; stops at the first failure.
-  // `split` receives the stored split's ID.
+  // time, cleared state (flag B) and owner flags, and loses the amount of a side without
+  // account); an existing split's old parts are deleted first. Returns true when the split and
+  // every part were stored; stops at the first failure. `split` and the stored parts receive
+  // the header and data of their stored records (IDs, text IDs, stamps).
   bool StoreSplit(TSplit& split, std::vector<TTransaction>& parts);
 
   // --- Database texts ---
@@ -244,31 +247,55 @@ class DataBase : public TCoreDB {
   // later ones to `ghosts`, moves BeginDate past the due ones and returns 0.
   static ADate ExpandSchedule(TSchedule& schedule, ADate limit, std::vector<ADate>& due,
                               std::vector<ADate>& ghosts, bool next_only);
-  // Enters the due occurrences of every scheduled transaction as transactions (deterministic
-  // IDs and stamps, not undoable) and appends the occurrences after today up to `limit` to
-  // `ghosts` as ghost transactions.
+  // Enters the due occurrences (up to the earlier of today and `limit`) of every scheduled
+  // transaction as transactions, with IDs and stamps that depend only on the schedule and the
+  // date, outside the undo history; each schedule's BeginDate and Date move past its due dates in
+  // place, without a journal entry, its stamp rising by their number. A schedule with neither
+  // account left only moves on. Appends the occurrences after today up to `limit` to `ghosts`:
+  // copies without texts (text IDs kept) with the schedule's ID and IsGhost set.
   void ProcessSchedules(ADate limit, std::vector<TTransaction>& ghosts);
-  // The same for scheduled events: due occurrences become TEvent records, later ones ghosts.
+  // The same for scheduled events: due occurrences become TEvent records (same ID and stamp
+  // scheme), later ones ghost events carrying the scheduled event's ID. Every occurrence starts
+  // on its date and keeps the length of the scheduled event's FirstDate..SecondDate span; the
+  // scheduled event's own dates move with its BeginDate.
   void ProcessScheduledEvents(ADate limit, std::vector<TEvent>& ghosts);
 
   // --- Queries (query.cc) ---
 
-  // Lists the transactions of the filter's period (after processing schedules up to its end,
-  // ghosts included) with Amount converted into the filter's currency and Balance the running
-  // balance; returns the count listed. The copies carry no texts.
+  // Replaces `out` with the transactions of the filter's period (after processing schedules up
+  // to its end, ghosts included) with Amount converted into the filter's currency and Balance
+  // the running balance; returns the count listed. An empty account set means every account
+  // the current user may see. The copies carry no texts, only their text IDs.
   size_t QueryTransactions(std::vector<TTransaction>& out, const TTransactionFilter& filter);
-  // Lists a transaction copy of every scheduled transaction passing the filter's account,
-  // category, tag, check-box and cleared filters (period ignored), dated at its next
-  // occurrence (0 when none), with Amount converted; returns the count.
+  // Replaces `out` with a transaction copy (ID = the schedule's) of every scheduled transaction,
+  // in ID order, that the current user may see and that passes the filter's account, category,
+  // tag, check-box and cleared filters (period ignored), dated at its next occurrence (0 when
+  // none), with Amount converted; returns the count. Due occurrences are entered first.
   size_t QueryScheduledTransactions(std::vector<TTransaction>& out,
                                     const TTransactionFilter& filter);
+  // Replaces `out` with the events whose span shares a day with [begin, end] (either order),
+  // the ghost occurrences of the scheduled events after today up to the later date included,
+  // sorted by (FirstDate, SecondDate, ID). Events hidden from the current user are left out;
+  // a non-empty `tags` keeps only events with a tag under one of its entries. Returns the count.
+  size_t QueryEvents(std::vector<TEvent>& out, ADate begin, ADate end,
+                     const std::set<uint64_t>& tags);
+  // Replaces `out` with a copy of every scheduled event the current user may see, in ID order,
+  // after entering the due occurrences. Each copy's FirstDate is its next occurrence and its
+  // SecondDate keeps the event's length; both are 0 when no occurrence is left. Returns the
+  // count.
+  size_t QueryScheduledEvents(std::vector<TScheduledEvent>& out);
 
   // --- Whole database ---
 
   // Rebuilds the exchange-rate index and processes the schedules up to today.
   void Refresh();
-  // Empties the database for reuse as a new one (see database.cc for what each flag removes);
-  // does nothing while a user is logged in.
+  // Empties the database for reuse as a new one: a fresh header and DatabaseID, no undo
+  // history, journal or deletion markers. Currencies, exchange rates and texts always stay;
+  // f1 removes accounts, groups, transactions, splits and schedules; f2 categories; f3
+  // transactions and splits; f4 scheduled transactions; f5 loans; f6 budgets and their filters;
+  // f7 users (and makes every record ownerless and visible); f8 events and scheduled events;
+  // tags and sort orders always go. With f1 the working DefaultAccountID is cleared too. Does
+  // nothing while a user is logged in.
   void ClearDatabase(bool f1, bool f2, bool f3, bool f4, bool f5, bool f6, bool f7, bool f8);
 
   // --- State ---
@@ -307,10 +334,15 @@ class DataBase : public TCoreDB {
                                        std::unique_ptr<TBaseEntry> e);
   // Removes the record at `it` from `table` and returns it.
   std::unique_ptr<TBaseEntry> Take(Table& table, Table::iterator it);
+  // Enters the due occurrences of scheduled transactions and events up to today.
+  void ProcessDueSchedules();
   // Adds (`add`) or removes `e` in the index of link records by parent.
   void Link(const TBaseEntry& e, bool add);
   // Writes the uncompressed record stream; false when a write failed.
   bool WriteRecordStream(IOutputStream& out);
+  // The ID for the record entered for occurrence `d` of a schedule: the same in every copy of
+  // the database, or a new ID when some record already has it.
+  uint64_t OccurrenceSlot(ADate d, uint64_t schedule_id, uint8_t schedule_type);
 
   Table tables_[kTableCount];
   std::map<uint64_t, THeader> deleted_headers_;

@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "core/records/account.h"
+#include "core/records/currency.h"
+#include "core/records/ex_rate.h"
+#include "core/records/scheduled_transaction.h"
 #include "core/records/transaction.h"
 #include "core/records/user.h"
 #include "platform/clock.h"
@@ -197,6 +202,84 @@ TEST_F(DataBaseTest, FirstTransactionDateIsEarliestButNotAfterToday) {
   early->Data.Date = ADate(-40);
   db.StoreEntry(std::move(early));
   EXPECT_EQ(db.FirstTransactionDate().Val, 0);
+}
+
+TEST_F(DataBaseTest, SplitPartsTakeTheSplitsSharedFields) {
+  TSplit split;
+  split.Data.Time = 777;
+  split.Data.FlagB = 0;  // the split's cleared state
+  split.Header.Hidden = 1;
+  split.Name = L"Receipt";
+  TTransaction item;
+  item.Data.WithdrawAccountID = AddAccount(L"Card");
+  item.Data.TargetAmount = 9;  // no target account: dropped
+  item.Name = L"Item";
+  std::vector<TTransaction> parts(3, item);
+  ASSERT_TRUE(db.StoreSplit(split, parts));
+  const auto& t = static_cast<const TTransaction&>(*db.GetTable(1).begin()->second);
+  EXPECT_EQ(std::tuple(t.Data.SplitID, t.Data.Time, t.Data.Cleared, t.Header.Hidden),
+            std::tuple(split.Header.ID, 777u, int8_t{0}, uint8_t{1}));
+  EXPECT_EQ(t.Data.TargetAmount, 0);
+  size_t strings = db.GetTable(6).size();
+  parts.pop_back();  // again with one part fewer: the old parts go, the split's name stays
+  ASSERT_TRUE(db.StoreSplit(split, parts));
+  EXPECT_EQ(db.GetTable(1).size(), 2u);
+  EXPECT_EQ(db.GetTable(6).size(), strings - 1);
+}
+
+TEST_F(DataBaseTest, DatabaseTextsAreJournalledButNotUndoable) {
+  db.SetDatabaseText(0, L"Custom field #1");
+  auto [id, stamp] = db.DatabaseTexts[0];
+  EXPECT_EQ(db.UndoIndex(), 0u);
+  EXPECT_EQ(db.SyncJournal().back(), (TAutomaticSyncItem{id, 0, etString}));
+  db.SetDatabaseText(0, L"Reference");
+  EXPECT_EQ(db.DatabaseTexts[0], std::pair(id, stamp + 1));  // the clock stands still
+  db.ReadOnly = true;
+  db.SetDatabaseText(0, L"Ignored");
+  EXPECT_EQ(db.GetDatabaseText(0), L"Reference");
+}
+
+TEST_F(DataBaseTest, ClearDatabaseKeepsWhatTheFlagsSpare) {
+  TCurrency currency;
+  currency.Header.OwnerID = 5;
+  uint64_t euro = db.StoreEntry(currency.Clone());
+  uint64_t account = AddAccount(L"Cash");
+  auto t = std::make_unique<TTransaction>();
+  t->Tags = {account};
+  uint64_t transaction = db.StoreEntry(std::move(t));
+  db.SetDatabaseText(1, L"Caption");
+  db.DeleteEntry(0, AddAccount(L"Gone"));
+  db.ClearDatabase(false, false, true, true, true, true, true, true);
+  EXPECT_NE(db.FindEntry(account, 0), nullptr);
+  EXPECT_EQ(db.FindEntry(transaction, 1), nullptr);
+  EXPECT_TRUE(db.GetTable(4).empty());  // tag links always go
+  EXPECT_EQ(db.FindEntry(euro, 0)->Header.OwnerID, 0u);
+  EXPECT_EQ(db.GetDatabaseText(1), L"Caption");
+  EXPECT_TRUE(db.DeletedHeaders().empty() && db.SyncJournal().empty());
+  EXPECT_NE(db.Header.DatabaseID, 0u);
+  db.ClearDatabase(true, false, false, false, false, false, false, false);
+  EXPECT_EQ(db.FindEntry(account, 0), nullptr);
+  EXPECT_NE(db.FindEntry(euro, 0), nullptr);
+  uint64_t user = db.StoreEntry(std::make_unique<TUser>());
+  db.SetCurrentUser(user);
+  db.ClearDatabase(true, true, true, true, true, true, true, true);
+  EXPECT_NE(db.FindEntry(user, 3), nullptr);  // refused while a user is logged in
+}
+
+TEST_F(DataBaseTest, LoggingInRebuildsRatesAndEntersDueSchedules) {
+  TExRate rate;
+  rate.Data = {1, 2, 4.0, ADate(1), 0};
+  db.StoreEntry(rate.Clone());
+  TScheduledTransaction s;
+  s.Schedule.ScheduleType = 2;
+  s.Schedule.BeginDate = ADate(19999);
+  s.Data.TargetAccountID = AddAccount(L"Salary");
+  db.StoreEntry(s.Clone());
+  db.SetCurrentUser(0);
+  EXPECT_DOUBLE_EQ(db.GetExRate(1, 2), 4.0);
+  EXPECT_EQ(db.GetTable(1).size(), 2u);  // yesterday and today
+  db.Refresh();
+  EXPECT_EQ(db.GetTable(1).size(), 2u);
 }
 
 }  // namespace

@@ -181,37 +181,109 @@ int32_t InflateInputStream::Finish() {
   return worker_->Status();
 }
 
-struct DeflateOutputStream::State {
-  z_stream zs{};
-  bool ready = false;
+// The compressing thread. Filled blocks travel in `full`; emptied ones come back in `spare`.
+struct DeflateOutputStream::Worker {
+  static constexpr size_t kBlock = 1 << 20;
+  static constexpr size_t kAhead = 4;
+
+  explicit Worker(IOutputStream& out) : sink(out) {
+    thread = std::thread([this] { Run(); });
+  }
+  ~Worker() {
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      stop = true;
+    }
+    changed.notify_all();
+    thread.join();
+  }
+
+  void Run() {
+    z_stream zs{};
+    bool ok = deflateInit_(&zs, 1, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
+    std::vector<uint8_t> out(kOutChunk);
+    bool done = false;
+    while (!done) {
+      std::vector<uint8_t> block;
+      {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return stop || !full.empty(); });
+        if (full.empty()) break;  // stopped without a last block: abandoned
+        block = std::move(full.front());
+        full.pop_front();
+        done = last_queued && full.empty();
+      }
+      if (ok) {
+        zs.next_in = block.data();
+        zs.avail_in = static_cast<uInt>(block.size());
+        int rc;
+        do {
+          zs.next_out = out.data();
+          zs.avail_out = static_cast<uInt>(out.size());
+          rc = deflate(&zs, done ? Z_FINISH : Z_NO_FLUSH);
+          size_t have = out.size() - zs.avail_out;
+          if (rc == Z_STREAM_ERROR || (have > 0 && sink.Write(out.data(), have) != have)) {
+            ok = false;
+            break;
+          }
+        } while (zs.avail_out == 0 || (done && rc != Z_STREAM_END));
+      }
+      block.clear();
+      std::lock_guard<std::mutex> lock(mutex);
+      if (!ok) failed = true;
+      if (spare.size() < kAhead) spare.push_back(std::move(block));
+      if (done) finished = true;
+      changed.notify_all();
+    }
+    deflateEnd(&zs);
+  }
+
+  // Queues `block` (the last one when `last`) and returns an empty block to fill next; false
+  // once the worker failed.
+  bool Hand(std::vector<uint8_t>& block, bool last) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [&] { return failed || full.size() < kAhead; });
+    if (failed) return false;
+    full.push_back(std::move(block));
+    last_queued = last;
+    block.clear();
+    if (!spare.empty()) {
+      block = std::move(spare.back());
+      spare.pop_back();
+    }
+    changed.notify_all();
+    return true;
+  }
+
+  // Waits for the last block to be compressed; true when everything reached the sink.
+  bool Wait() {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [&] { return failed || finished; });
+    return !failed;
+  }
+
+  IOutputStream& sink;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<std::vector<uint8_t>> full;
+  std::vector<std::vector<uint8_t>> spare;
+  bool last_queued = false;
+  bool finished = false;
+  bool failed = false;
+  bool stop = false;
+  std::thread thread;
 };
 
 DeflateOutputStream::DeflateOutputStream(IOutputStream& sink)
-    : sink_(sink), z_(std::make_unique<State>()), out_(kOutChunk) {
-  in_.reserve(kOutChunk);
-  z_->ready = deflateInit_(&z_->zs, 1, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
-  failed_ = !z_->ready;
+    : worker_(std::make_unique<Worker>(sink)) {
+  block_.reserve(Worker::kBlock);
 }
 
-DeflateOutputStream::~DeflateOutputStream() {
-  if (z_->ready) deflateEnd(&z_->zs);
-}
+DeflateOutputStream::~DeflateOutputStream() = default;
 
-bool DeflateOutputStream::Deflate(bool finish) {
-  z_stream& zs = z_->zs;
-  zs.next_in = in_.data();
-  zs.avail_in = static_cast<uInt>(in_.size());
-  int rc;
-  do {
-    zs.next_out = out_.data();
-    zs.avail_out = static_cast<uInt>(out_.size());
-    rc = deflate(&zs, finish ? Z_FINISH : Z_NO_FLUSH);
-    if (rc == Z_STREAM_ERROR) return false;
-    size_t have = out_.size() - zs.avail_out;
-    if (have > 0 && sink_.Write(out_.data(), have) != have) return false;
-  } while (zs.avail_out == 0 || (finish && rc != Z_STREAM_END));
-  in_.clear();
-  return true;
+void DeflateOutputStream::Flush(bool last) {
+  if (!worker_->Hand(block_, last)) failed_ = true;
+  block_.reserve(Worker::kBlock);
 }
 
 size_t DeflateOutputStream::Write(const void* src, size_t n) {
@@ -219,13 +291,13 @@ size_t DeflateOutputStream::Write(const void* src, size_t n) {
   const auto* p = static_cast<const uint8_t*>(src);
   size_t left = n;
   while (left > 0) {
-    size_t take = std::min(left, in_.capacity() - in_.size());
-    in_.insert(in_.end(), p, p + take);
+    size_t take = std::min(left, Worker::kBlock - block_.size());
+    block_.insert(block_.end(), p, p + take);
     p += take;
     left -= take;
-    if (in_.size() == in_.capacity() && !Deflate(false)) {
-      failed_ = true;
-      return 0;
+    if (block_.size() == Worker::kBlock) {
+      Flush(false);
+      if (failed_) return 0;
     }
   }
   written_ += n;
@@ -240,7 +312,8 @@ bool DeflateOutputStream::Finish() {
   if (failed_) return false;
   if (finished_) return true;
   finished_ = true;
-  if (!Deflate(true)) failed_ = true;
+  Flush(true);
+  if (failed_ || !worker_->Wait()) failed_ = true;
   return !failed_;
 }
 

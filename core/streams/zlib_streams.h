@@ -52,33 +52,36 @@ class InflateInputStream : public IInputStream {
   bool eof_ = false;
 };
 
-// Writes one zlib stream at compression level 1 of everything written to it into `sink`.
-// One thread at a time.
+// Writes one zlib stream at compression level 1 of everything written to it into `sink`. A
+// worker thread compresses full blocks while the writer fills the next one, so that saving
+// costs about the slower of the two instead of their sum. The stream itself is used from one
+// thread at a time.
 class DeflateOutputStream : public IOutputStream {
  public:
-  // `sink` is borrowed and must outlive this stream.
+  // `sink` is borrowed, must outlive this stream and must not be used by anyone else until
+  // Finish returned or the stream was destroyed.
   explicit DeflateOutputStream(IOutputStream& sink);
   ~DeflateOutputStream() override;
   DeflateOutputStream(const DeflateOutputStream&) = delete;
   DeflateOutputStream& operator=(const DeflateOutputStream&) = delete;
 
-  // Returns `n`, or 0 once the sink refused bytes.
+  // Returns `n`, or 0 once compressing or the sink failed.
   size_t Write(const void* src, size_t n) override;
   // The count of uncompressed bytes written, or -1 after a failure.
   int64_t Tell() override;
   // Compressed output cannot be repositioned: always false.
   bool Seek(int64_t) override { return false; }
-  // Ends the compressed stream; returns true when every byte reached the sink.
+  // Ends the compressed stream and waits for the worker; returns true when every byte reached
+  // the sink.
   bool Finish();
 
  private:
-  bool Deflate(bool finish);
+  struct Worker;
+  // Hands the filled block to the worker and takes an empty one.
+  void Flush(bool last);
 
-  IOutputStream& sink_;
-  struct State;
-  std::unique_ptr<State> z_;
-  std::vector<uint8_t> in_;
-  std::vector<uint8_t> out_;
+  std::unique_ptr<Worker> worker_;
+  std::vector<uint8_t> block_;
   uint64_t written_ = 0;
   bool failed_ = false;
   bool finished_ = false;

@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include "core/database/database.h"
+#include "core/records/ex_rate.h"
+#include "platform/clock.h"
+
+namespace vemra {
+namespace {
+
+TEST(ExRatesTest, RatesAreStoredLowerToHigherAndTheNewestWins) {
+  constexpr uint64_t kA = 100000, kB = 100001;
+  platform::ScopedClockPin pin(int64_t{20000} * 86400);
+  DataBase db;
+  ASSERT_TRUE(db.SetExRate(kA, kB, 0.9));
+  EXPECT_DOUBLE_EQ(db.GetExRate(kB, kA), 1 / 0.9);
+  ASSERT_TRUE(db.SetExRate(kB, kA, 2));
+  ASSERT_EQ(db.GetTable(5).size(), 1u);
+  EXPECT_DOUBLE_EQ(static_cast<const TExRate&>(*db.GetTable(5).begin()->second).Data.Rate, 0.5);
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 0.5);
+  EXPECT_FALSE(db.SetExRate(kA, kA, 3));
+  EXPECT_FALSE(db.SetExRate(kA, kB, 0));
+
+  // Records from other copies: a later date wins, then the larger ID; a record held the other
+  // way round is inverted, and an unusable inverse counts as 1.
+  auto add = [&](uint64_t id, uint64_t first, uint64_t second, double rate) {
+    auto e = std::make_unique<TExRate>();
+    e->Header.ID = id;
+    e->Data = {first, second, rate, ADate(30000), 0};
+    db.StoreEntry(std::move(e));
+    db.RebuildExRates();
+    return db.GetExRate(kA, kB);
+  };
+  EXPECT_DOUBLE_EQ(add(5, kB, kA, 4.0), 0.25);
+  EXPECT_DOUBLE_EQ(add(3, kA, kB, 8.0), 0.25);  // same date, smaller ID
+  EXPECT_DOUBLE_EQ(add(7, kB, kA, 0), 1.0);
+  add(9, kA, kA, 7.0);
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kA), 1.0);
+  ASSERT_TRUE(db.SetExRate(kA, kB, 1.5));  // the pair's first record stays, alone
+  EXPECT_EQ(db.GetTable(5).size(), 2u);
+  EXPECT_EQ(db.GetTable(5).begin()->first, 3u);
+}
+
+}  // namespace
+}  // namespace vemra
