@@ -11,11 +11,13 @@
 #include "core/streams/compress.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "core/streams/testing/stream_bytes.h"
 #include "platform/log.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using vemra::testing::Bytes;
+using vemra::testing::Deflate;
 
 Bytes ValidHead(uint32_t version) {
   Bytes b(1024, 0);
@@ -25,16 +27,6 @@ Bytes ValidHead(uint32_t version) {
   const char sig[] = "Vemra DBE";
   for (size_t i = 0; i < 9; ++i) b[8 + i] = static_cast<uint8_t>(sig[i]);
   return b;
-}
-
-Bytes Deflate(const uint8_t* data, size_t size) {
-  vemra::OutputStream src;
-  src.Write(data, size);
-  vemra::InputStream in;
-  in.AttachMemory(src);
-  vemra::OutputStream out;
-  if (vemra::CompressStream(in, out) != 0) std::abort();
-  return out.MemoryData();
 }
 
 // Each recipe step takes 4 bytes (type choice, ID, stamp, body size) and then the body.
@@ -65,11 +57,7 @@ Bytes Recipe(const uint8_t* data, size_t size) {
 }
 
 int Open(vemra::DataBase& db, const Bytes& file) {
-  vemra::OutputStream src;
-  src.Write(file.data(), file.size());
-  vemra::InputStream in;
-  in.AttachMemory(src);
-  return db.Open(in);
+  return db.Open(*vemra::testing::MemoryInput(file));
 }
 
 }  // namespace
@@ -88,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       break;
     case 2: {
       file = ValidHead(440);
-      Bytes packed = Deflate(data + 1, size - 1);
+      Bytes packed = Deflate(Bytes(data + 1, data + size));
       file.insert(file.end(), packed.begin(), packed.end());
       break;
     }

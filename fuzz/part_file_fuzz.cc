@@ -9,21 +9,13 @@
 #include "core/streams/compress.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "core/streams/testing/stream_bytes.h"
 #include "platform/log.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-Bytes Deflate(const Bytes& plain) {
-  vemra::OutputStream src;
-  src.Write(plain.data(), plain.size());
-  vemra::InputStream in;
-  in.AttachMemory(src);
-  vemra::OutputStream out;
-  if (vemra::CompressStream(in, out) != 0) std::abort();
-  return out.MemoryData();
-}
+using vemra::testing::Bytes;
+using vemra::testing::Deflate;
 
 }  // namespace
 
@@ -41,11 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vemra::DataBase db;
   db.Loaded = true;
   db.Header.DatabaseID = 7;
-  vemra::OutputStream src;
-  src.Write(part.data(), part.size());
-  vemra::InputStream in;
-  in.AttachMemory(src);
-  int rc = db.ReadPart(in);
+  int rc = db.ReadPart(*vemra::testing::MemoryInput(part));
   if (rc != 0 && rc != -2 && rc != 3) std::abort();
   if (rc != 0) {
     for (uint32_t t = 0; t < vemra::kTableCount; ++t) {

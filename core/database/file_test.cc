@@ -76,21 +76,11 @@ Bytes Cat(std::initializer_list<Bytes> parts) {
 }
 
 Bytes Zlib(const Bytes& plain) {
-  OutputStream src;
-  src.Write(plain.data(), plain.size());
-  InputStream in;
-  in.AttachMemory(src);
-  OutputStream out;
-  EXPECT_EQ(CompressStream(in, out), 0);
-  return out.MemoryData();
+  return testing::Deflate(plain);
 }
 
 int OpenBytes(DataBase& db, const Bytes& bytes) {
-  OutputStream src;
-  src.Write(bytes.data(), bytes.size());
-  InputStream in;
-  in.AttachMemory(src);
-  return db.Open(in);
+  return db.Open(*testing::MemoryInput(bytes));
 }
 
 Bytes SaveBytes(DataBase& db) {
@@ -329,11 +319,7 @@ TEST_F(FileTest, MergeTakesNewerSettingsPasswordTextsAndRecords) {
   Bytes records = Zlib(Cat({Rate(10, 600, 2.0), Rate(11, 400, 2.0), Rate(12, 1, 3.0)}));
   other.insert(other.end(), records.begin(), records.end());
 
-  OutputStream src;
-  src.Write(other.data(), other.size());
-  InputStream in;
-  in.AttachMemory(src);
-  ASSERT_EQ(db.MergeFile(in), 0);
+  ASSERT_EQ(db.MergeFile(*testing::MemoryInput(other)), 0);
   EXPECT_EQ(db.Header.SettingsStamp, 60u);
   EXPECT_EQ(db.Header.Option0, 5);
   EXPECT_EQ(db.Header.UserSettings.DefaultCurrencyID, 0x99u);
@@ -351,13 +337,8 @@ TEST_F(FileTest, MergeTakesNewerSettingsPasswordTextsAndRecords) {
   damaged.resize(damaged.size() - 2);
   int codes[3];
   int i = 0;
-  for (const Bytes& b : {foreign, old, damaged}) {
-    OutputStream s;
-    s.Write(b.data(), b.size());
-    InputStream is;
-    is.AttachMemory(s);
-    codes[i++] = db.MergeFile(is);
-  }
+  for (const Bytes& b : {foreign, old, damaged})
+    codes[i++] = db.MergeFile(*testing::MemoryInput(b));
   EXPECT_EQ(codes[0], 3);
   EXPECT_EQ(codes[1], 1);
   EXPECT_EQ(codes[2], -1);

@@ -30,25 +30,8 @@ void WriteAll(const fs::path& p, const Bytes& b) {
   f.write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
 }
 
-Bytes Inflate(const Bytes& packed) {
-  OutputStream src;
-  src.Write(packed.data(), packed.size());
-  InputStream in;
-  in.AttachMemory(src);
-  OutputStream out;
-  EXPECT_EQ(DecompressStream(in, out), 0);
-  return out.MemoryData();
-}
-
-Bytes Deflate(const Bytes& plain) {
-  OutputStream src;
-  src.Write(plain.data(), plain.size());
-  InputStream in;
-  in.AttachMemory(src);
-  OutputStream out;
-  EXPECT_EQ(CompressStream(in, out), 0);
-  return out.MemoryData();
-}
+using testing::Deflate;
+using testing::Inflate;
 
 // (ID, Type) of each 40-byte header in a record stream of rates and markers.
 std::vector<std::pair<uint64_t, uint32_t>> Records(const Bytes& stream, size_t from) {

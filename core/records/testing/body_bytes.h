@@ -9,10 +9,9 @@
 #include "core/records/base_entry.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "core/streams/testing/stream_bytes.h"
 
 namespace vemra::testing {
-
-using Bytes = std::vector<uint8_t>;
 
 // Parses hex digits, ignoring spaces, line breaks and '|' separators: Hex("01 00 | ff").
 inline Bytes Hex(const std::string& text) {
