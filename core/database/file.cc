@@ -319,13 +319,13 @@ int DataBase::MergeFile(IInputStream& in) {
   if (rc != kResultOK) return rc;
   if (other.DatabaseID != Header.DatabaseID) return kResultWrongDatabase;
 
-  // Decompress the whole record area before merging anything, so that a damaged copy changes
-  // nothing.
-  OutputStream plain;
-  InputStream records;
+  // A damaged record area must change nothing, so it is checked to its end before anything is
+  // merged; a second pass then merges while it decompresses, which costs one more inflate but
+  // never holds the whole record stream in memory.
   if (version >= kFirstCompressedFormat) {
-    if (!in.Seek(kRecordsOffset) || DecompressStream(in, plain) != 0) return kResultNotDatabase;
-    records.AttachMemory(plain);
+    if (!in.Seek(kRecordsOffset)) return kResultNotDatabase;
+    InflateInputStream check(in);
+    if (check.Finish() != 0) return kResultNotDatabase;
   }
   if (other.SettingsStamp > Header.SettingsStamp) {
     Header.SettingsStamp = other.SettingsStamp;
@@ -349,7 +349,10 @@ int DataBase::MergeFile(IInputStream& in) {
     }
   }
   if (version >= kFirstCompressedFormat) {
-    ReadRecords(records, false);
+    if (in.Seek(kRecordsOffset)) {
+      InflateInputStream records(in);
+      ReadRecords(records, false);
+    }
   } else if (in.Seek(kRecordsOffset)) {
     ReadRecords(in, false);
   }

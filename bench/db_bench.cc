@@ -1,0 +1,282 @@
+// Benchmarks of the database engine on generated books of 10 thousand, 100 thousand and one
+// million transactions. Open and save run next to their zlib baselines in the same process, so
+// that the ratios in bench/README.md compare like with like.
+#include <benchmark/benchmark.h>
+#include <zlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/bench_books.h"
+#include "core/database/database.h"
+#include "core/records/transaction.h"
+#include "core/streams/input_stream.h"
+#include "core/streams/output_stream.h"
+#include "platform/log.h"
+
+namespace vemra::bench {
+namespace {
+
+constexpr size_t kChunk = 1 << 16;
+
+// Counts the bytes written and drops them.
+class NullOutputStream : public IOutputStream {
+ public:
+  size_t Write(const void*, size_t n) override {
+    size_ += n;
+    return n;
+  }
+  int64_t Tell() override { return static_cast<int64_t>(size_); }
+  bool Seek(int64_t) override { return false; }
+
+ private:
+  uint64_t size_ = 0;
+};
+
+// The record area of a book, decompressed: the record stream a save serialises.
+const std::vector<uint8_t>& RecordStream(int64_t n) {
+  static std::map<int64_t, std::vector<uint8_t>> cache;
+  std::vector<uint8_t>& out = cache[n];
+  if (!out.empty()) return out;
+  std::FILE* f = std::fopen(BookPath(static_cast<uint64_t>(n)).c_str(), "rb");
+  std::fseek(f, 1024, SEEK_SET);
+  z_stream zs{};
+  inflateInit(&zs);
+  std::vector<uint8_t> in(kChunk);
+  std::vector<uint8_t> buf(1 << 20);
+  int rc = Z_OK;
+  while (rc != Z_STREAM_END) {
+    if (zs.avail_in == 0) {
+      zs.avail_in = static_cast<uInt>(std::fread(in.data(), 1, in.size(), f));
+      zs.next_in = in.data();
+      if (zs.avail_in == 0) break;
+    }
+    zs.next_out = buf.data();
+    zs.avail_out = static_cast<uInt>(buf.size());
+    rc = inflate(&zs, Z_NO_FLUSH);
+    out.insert(out.end(), buf.data(), buf.data() + (buf.size() - zs.avail_out));
+    if (rc != Z_OK && rc != Z_STREAM_END) break;
+  }
+  inflateEnd(&zs);
+  std::fclose(f);
+  return out;
+}
+
+// One open book per size, shared by the benchmarks that only read.
+DataBase& OpenBook(int64_t n) {
+  static std::map<int64_t, std::unique_ptr<DataBase>> books;
+  std::unique_ptr<DataBase>& db = books[n];
+  if (!db) {
+    db = std::make_unique<DataBase>();
+    db->OpenFile(BookPath(static_cast<uint64_t>(n)));
+    db->SetCurrentUser(0);
+  }
+  return *db;
+}
+
+void Sizes(benchmark::internal::Benchmark* b) {
+  b->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+}
+
+// Baseline of Open: zlib alone inflating the book's record area from the file, output dropped.
+void BM_InflateRecordArea(benchmark::State& state) {
+  std::string path = BookPath(static_cast<uint64_t>(state.range(0)));
+  std::vector<uint8_t> in(kChunk);
+  std::vector<uint8_t> out(1 << 18);
+  for (auto _ : state) {
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    std::fseek(f, 1024, SEEK_SET);
+    z_stream zs{};
+    inflateInit(&zs);
+    int rc = Z_OK;
+    while (rc == Z_OK || rc == Z_BUF_ERROR) {
+      if (zs.avail_in == 0) {
+        zs.avail_in = static_cast<uInt>(std::fread(in.data(), 1, in.size(), f));
+        zs.next_in = in.data();
+        if (zs.avail_in == 0) break;
+      }
+      zs.next_out = out.data();
+      zs.avail_out = static_cast<uInt>(out.size());
+      rc = inflate(&zs, Z_NO_FLUSH);
+    }
+    inflateEnd(&zs);
+    std::fclose(f);
+  }
+}
+BENCHMARK(BM_InflateRecordArea)->Apply(Sizes);
+
+void BM_Open(benchmark::State& state) {
+  std::string path = BookPath(static_cast<uint64_t>(state.range(0)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto db = std::make_unique<DataBase>();
+    state.ResumeTiming();
+    if (db->OpenFile(path) != 0) state.SkipWithError("open failed");
+    state.PauseTiming();
+    db.reset();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_Open)->Apply(Sizes);
+
+// Baseline of Save: zlib alone deflating (level 1) the record stream a save writes.
+void BM_DeflateRecordStream(benchmark::State& state) {
+  const std::vector<uint8_t>& stream = RecordStream(state.range(0));
+  std::vector<uint8_t> out(1 << 18);
+  for (auto _ : state) {
+    z_stream zs{};
+    deflateInit(&zs, 1);
+    size_t at = 0;
+    int rc = Z_OK;
+    while (rc != Z_STREAM_END) {
+      if (zs.avail_in == 0 && at < stream.size()) {
+        size_t n = std::min(stream.size() - at, size_t{1} << 18);
+        zs.next_in = const_cast<uint8_t*>(stream.data() + at);
+        zs.avail_in = static_cast<uInt>(n);
+        at += n;
+      }
+      zs.next_out = out.data();
+      zs.avail_out = static_cast<uInt>(out.size());
+      rc = deflate(&zs, at == stream.size() ? Z_FINISH : Z_NO_FLUSH);
+    }
+    deflateEnd(&zs);
+  }
+  state.counters["stream_MB"] = static_cast<double>(stream.size()) / 1e6;
+}
+BENCHMARK(BM_DeflateRecordStream)->Apply(Sizes);
+
+void BM_Save(benchmark::State& state) {
+  DataBase& db = OpenBook(state.range(0));
+  for (auto _ : state) {
+    NullOutputStream out;
+    if (db.Save(out) != 0) state.SkipWithError("save failed");
+  }
+}
+BENCHMARK(BM_Save)->Apply(Sizes);
+
+// Save to a real file: temporary file, fsync, rename.
+void BM_SaveFile(benchmark::State& state) {
+  DataBase& db = OpenBook(state.range(0));
+  std::string path = BookPath(static_cast<uint64_t>(state.range(0))) + ".saved";
+  for (auto _ : state) {
+    if (db.SaveFile(path) != 0) state.SkipWithError("save failed");
+  }
+  std::filesystem::remove(path);
+}
+BENCHMARK(BM_SaveFile)->Apply(Sizes);
+
+void BM_MergeFullCopy(benchmark::State& state) {
+  std::string path = BookPath(static_cast<uint64_t>(state.range(0)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto db = std::make_unique<DataBase>();
+    db->OpenFile(path);
+    db->SetCurrentUser(0);
+    state.ResumeTiming();
+    if (db->MergeFilePath(path) != 0) state.SkipWithError("merge failed");
+    state.PauseTiming();
+    db.reset();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_MergeFullCopy)->Apply(Sizes);
+
+// 100 part files of one copy of the book, each with ten edited and one new transaction.
+std::vector<std::string> PartFiles(int64_t n) {
+  static std::map<int64_t, std::vector<std::string>> cache;
+  std::vector<std::string>& parts = cache[n];
+  if (!parts.empty()) return parts;
+  std::string book = BookPath(static_cast<uint64_t>(n));
+  DataBase db;
+  db.OpenFile(book);
+  db.SetCurrentUser(0);
+  std::vector<uint64_t> ids;
+  for (const auto& [id, e] : db.GetTable(1)) ids.push_back(id);
+  for (int p = 0; p < 100; ++p) {
+    for (int k = 0; k < 10; ++k) {
+      uint64_t id =
+          ids[(static_cast<size_t>(p) * 7919 + static_cast<size_t>(k) * 104729) % ids.size()];
+      std::unique_ptr<TBaseEntry> e = db.GetEntry(id, 1);
+      static_cast<TTransaction&>(*e).Data.WithdrawAmount += 1;
+      db.StoreEntry(std::move(e));
+    }
+    auto t = std::make_unique<TTransaction>();
+    t->Data.WithdrawAccountID =
+        static_cast<const TTransaction&>(*db.FindEntry(ids[0], 1)).Data.WithdrawAccountID;
+    t->Data.WithdrawAmount = 10;
+    db.StoreEntry(std::move(t));
+    std::string path = book + ".part" + std::to_string(p);
+    db.WritePart(path);
+    parts.push_back(path);
+  }
+  return parts;
+}
+
+void BM_Apply100Parts(benchmark::State& state) {
+  std::string path = BookPath(static_cast<uint64_t>(state.range(0)));
+  std::vector<std::string> parts = PartFiles(state.range(0));
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto db = std::make_unique<DataBase>();
+    db->OpenFile(path);
+    db->SetCurrentUser(0);
+    state.ResumeTiming();
+    for (const std::string& part : parts) {
+      if (db->ReadPart(part) != 0) state.SkipWithError("part failed");
+    }
+    state.PauseTiming();
+    db.reset();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_Apply100Parts)->Apply(Sizes);
+
+void QueryPeriod(benchmark::State& state, int days) {
+  DataBase& db = OpenBook(state.range(0));
+  TTransactionFilter filter;
+  filter.End = TodayADate();
+  filter.Begin = days > 0 ? ADate(filter.End.Val - days + 1) : ADate(0);
+  std::vector<TTransaction> out;
+  for (auto _ : state) {
+    out.clear();
+    benchmark::DoNotOptimize(db.QueryTransactions(out, filter));
+  }
+  state.counters["rows"] = static_cast<double>(out.size());
+}
+
+void BM_QueryMonth(benchmark::State& state) {
+  QueryPeriod(state, 30);
+}
+BENCHMARK(BM_QueryMonth)->Apply(Sizes);
+
+void BM_QueryAllTime(benchmark::State& state) {
+  QueryPeriod(state, 0);
+}
+BENCHMARK(BM_QueryAllTime)->Apply(Sizes);
+
+// The schedule processing a view runs for a year ahead (ghosts only; nothing is due twice).
+void BM_ProcessSchedules(benchmark::State& state) {
+  DataBase& db = OpenBook(state.range(0));
+  std::vector<TTransaction> ghosts;
+  for (auto _ : state) {
+    ghosts.clear();
+    db.ProcessSchedules(ADate(TodayADate().Val + 365), ghosts);
+  }
+  state.counters["ghosts"] = static_cast<double>(ghosts.size());
+}
+BENCHMARK(BM_ProcessSchedules)->Apply(Sizes);
+
+}  // namespace
+}  // namespace vemra::bench
+
+int main(int argc, char** argv) {
+  vemra::platform::SetLogOutput(nullptr);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

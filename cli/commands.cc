@@ -1,0 +1,606 @@
+#include "cli/commands.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string_view>
+
+#include "cli/generator.h"
+#include "cli/record_json.h"
+#include "core/records/account.h"
+#include "core/records/currency.h"
+#include "core/records/entry_factory.h"
+#include "core/records/transaction.h"
+#include "core/streams/compress.h"
+#include "core/streams/input_stream.h"
+#include "core/streams/output_stream.h"
+
+namespace vemra::cli {
+namespace {
+
+constexpr std::string_view kUsage =
+    "usage: kestrum-cli <command> [arguments]\n"
+    "\n"
+    "commands:\n"
+    "  check FILE                       format, database ID and record counts of a database\n"
+    "  dump FILE                        the whole database as JSON\n"
+    "  convert IN OUT                   save a database in the current format\n"
+    "  merge FILE OTHER [-o OUT]        merge another copy of the same database\n"
+    "  part dump PART                   a sync part as JSON\n"
+    "  part apply FILE PART... [-o OUT] merge sync parts into a database\n"
+    "  generate OUT --transactions N [--seed S]\n"
+    "                                   write a demo book\n"
+    "  summary FILE                     accounts, balances and transaction counts\n"
+    "  types                            the record kinds the engine reads and writes\n"
+    "\n"
+    "kestrum-cli <command> --help shows the help of one command.\n"
+    "Exit status: 0 success, 1 the operation failed, 2 bad usage.\n";
+
+constexpr std::string_view kCheckUsage =
+    "usage: kestrum-cli check FILE\n"
+    "\n"
+    "Opens the database FILE and prints its format version, its database ID and the count of\n"
+    "records of each type, deletion markers included. When the file cannot be opened the\n"
+    "reason goes to standard error and the exit status is 1.\n";
+
+constexpr std::string_view kDumpUsage =
+    "usage: kestrum-cli dump FILE\n"
+    "\n"
+    "Prints the database FILE as one JSON object:\n"
+    "  {\"format\": N, \"header\": {...}, \"texts\": [{\"ID\", \"stamp\", \"text\"} x5],\n"
+    "   \"records\": [...], \"deleted\": [...]}\n"
+    "Records come in table order 0-6 and ascending ID, each with its header fields, \"table\"\n"
+    "and its body fields; fields without a name are keyed \"@\" and their body offset. Doubles\n"
+    "read back to the same value; NaN and infinities are the strings \"NaN\", \"Infinity\" and\n"
+    "\"-Infinity\".\n";
+
+constexpr std::string_view kConvertUsage =
+    "usage: kestrum-cli convert IN OUT\n"
+    "\n"
+    "Opens the database IN, in any format this system reads, and saves it as OUT in the\n"
+    "current format.\n";
+
+constexpr std::string_view kMergeUsage =
+    "usage: kestrum-cli merge FILE OTHER [-o OUT]\n"
+    "\n"
+    "Merges OTHER, another copy of the same database, into FILE: for each record the newer\n"
+    "change wins. The result replaces FILE, or goes to OUT and leaves FILE untouched.\n";
+
+constexpr std::string_view kPartUsage =
+    "usage: kestrum-cli part dump PART\n"
+    "       kestrum-cli part apply FILE PART... [-o OUT]\n"
+    "\n"
+    "part dump prints the sync part PART as one JSON object:\n"
+    "  {\"format\": N, \"DatabaseID\": ID, \"records\": [...], \"deleted\": [...]}\n"
+    "with the records in file order; records of unknown types show their header only.\n"
+    "\n"
+    "part apply merges the sync parts into the database FILE, in the order given, and saves\n"
+    "the result to FILE, or to OUT leaving FILE untouched. Nothing is saved when a part is\n"
+    "refused.\n";
+
+constexpr std::string_view kGenerateUsage =
+    "usage: kestrum-cli generate OUT --transactions N [--seed S]\n"
+    "\n"
+    "Writes a realistic demo book with N transactions to OUT: currencies with exchange rates,\n"
+    "account groups and accounts, category and payee trees, expenses, incomes, transfers,\n"
+    "splits, uncleared and future-dated transactions, scheduled transactions, tags and\n"
+    "deletion markers, spread over the last years up to today. The same seed (default 1) on\n"
+    "the same day gives the same file.\n";
+
+constexpr std::string_view kSummaryUsage =
+    "usage: kestrum-cli summary FILE\n"
+    "\n"
+    "Prints the accounts of the database FILE with their balances up to today (the opening\n"
+    "balance plus the plain sum of their transactions), and the count of transactions by\n"
+    "kind with the dates they span.\n";
+
+constexpr std::string_view kTypesUsage =
+    "usage: kestrum-cli types\n"
+    "\n"
+    "Lists every record type code the engine reads and writes: code, name, table, current\n"
+    "layout version and body size. Each kind is checked by writing a new record's body and\n"
+    "reading it back; a kind whose body does not survive is marked FAILED and the exit\n"
+    "status is 1.\n";
+
+// The words of a command line split into positional arguments and options.
+struct Parsed {
+  std::vector<std::string> positional;
+  std::map<std::string, std::string> options;
+};
+
+bool IsHelp(std::string_view arg) {
+  return arg == "--help" || arg == "-h";
+}
+
+int Help(std::ostream& out, std::string_view usage) {
+  out << usage;
+  return kExitOK;
+}
+
+int Usage(std::ostream& err, std::string_view usage, std::string_view problem) {
+  if (!problem.empty()) err << "kestrum-cli: " << problem << "\n\n";
+  err << usage;
+  return kExitUsage;
+}
+
+// Splits `args`; `valued` names the options that take a value ("--seed 5" or "--seed=5").
+// Returns false and sets `problem` for an unknown option or a missing value.
+bool Parse(const Args& args, std::initializer_list<std::string_view> valued, Parsed& p,
+           std::string& problem) {
+  bool options_end = false;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    if (options_end || a.size() < 2 || a[0] != '-') {
+      p.positional.push_back(a);
+      continue;
+    }
+    if (a == "--") {
+      options_end = true;
+      continue;
+    }
+    std::string name = a;
+    std::string value;
+    bool has_value = false;
+    if (size_t eq = a.find('='); a.rfind("--", 0) == 0 && eq != std::string::npos) {
+      name = a.substr(0, eq);
+      value = a.substr(eq + 1);
+      has_value = true;
+    }
+    if (std::find(valued.begin(), valued.end(), name) == valued.end()) {
+      problem = "unknown option '" + name + "'";
+      return false;
+    }
+    if (!has_value) {
+      if (i + 1 >= args.size()) {
+        problem = "option '" + name + "' needs a value";
+        return false;
+      }
+      value = args[++i];
+    }
+    p.options[name] = value;
+  }
+  return true;
+}
+
+bool ParseCount(const std::string& text, uint64_t& value) {
+  const char* end = text.data() + text.size();
+  auto [ptr, ec] = std::from_chars(text.data(), end, value);
+  return !text.empty() && ec == std::errc() && ptr == end;
+}
+
+bool WantsHelp(const Args& args) {
+  return std::any_of(args.begin(), args.end(), [](const std::string& a) { return IsHelp(a); });
+}
+
+int Fail(std::ostream& err, const std::string& what, int code) {
+  err << "kestrum-cli: " << what << ": " << ResultMessage(code) << "\n";
+  return kExitFailed;
+}
+
+// Writes a JSON value on one line; texts that are not UTF-8 cannot occur (record_json makes
+// them), but a replacement character is still better than an exception.
+void WriteJson(std::ostream& out, const Json& j) {
+  out << j.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// Writes "[\n", the elements one per line separated by ",\n", and "]".
+class JsonArrayWriter {
+ public:
+  explicit JsonArrayWriter(std::ostream& out) : out_(out) { out_ << "[\n"; }
+  void Add(const Json& j) {
+    if (!first_) out_ << ",\n";
+    first_ = false;
+    WriteJson(out_, j);
+  }
+  void Close() { out_ << "]"; }
+
+ private:
+  std::ostream& out_;
+  bool first_ = true;
+};
+
+std::string FormatDate(ADate d) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%04d-%02d-%02d", YearOf(d), MonthOf(d) + 1, DayOf(d));
+  return buf;
+}
+
+std::string FormatAmount(double v, int decimals) {
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
+  return buf;
+}
+
+// Round trip of a new record of `type` through its body; see kTypesUsage.
+bool RoundTrips(uint32_t type) {
+  std::unique_ptr<TBaseEntry> entry = CreateEntry(type);
+  OutputStream out;
+  entry->SaveData(out);
+  std::vector<uint8_t> body = out.MemoryData();
+  if (body.size() != entry->Header.Size) return false;
+  InputStream in;
+  in.AttachMemory(out);
+  std::unique_ptr<TBaseEntry> back = CreateEntry(type);
+  if (!back->LoadData(in, entry->Header.SecondaryType)) return false;
+  OutputStream again;
+  back->SaveData(again);
+  return again.MemoryData() == body;
+}
+
+// Saves `db` to `path`; returns the exit status.
+int SaveTo(DataBase& db, const std::string& path, std::ostream& err) {
+  int code = db.SaveFile(path);
+  return code == kResultOK ? kExitOK : Fail(err, path, code);
+}
+
+int PartDump(const Parsed& p, std::ostream& out, std::ostream& err) {
+  if (p.positional.size() != 2 || !p.options.empty()) {
+    return Usage(err, kPartUsage, "part dump takes one PART");
+  }
+  const std::string& path = p.positional[1];
+  InputStream in;
+  if (!in.OpenFile(path)) return Fail(err, path, kResultCantOpen);
+  int code = WritePartJson(in, out);
+  return code == kResultOK ? kExitOK : Fail(err, path, code);
+}
+
+int PartApply(const Parsed& p, std::ostream& err) {
+  if (p.positional.size() < 3) return Usage(err, kPartUsage, "part apply needs FILE and PART");
+  const std::string& file = p.positional[1];
+  DataBase db;
+  uint32_t format = 0;
+  if (int code = OpenDatabase(file, db, format); code != kResultOK) return Fail(err, file, code);
+  for (size_t i = 2; i < p.positional.size(); ++i) {
+    int code = db.ReadPart(p.positional[i]);
+    if (code != kResultOK) return Fail(err, p.positional[i], code);
+  }
+  auto o = p.options.find("-o");
+  return SaveTo(db, o == p.options.end() ? file : o->second, err);
+}
+
+}  // namespace
+
+std::string ResultMessage(int code) {
+  switch (code) {
+    case kResultTooNew:
+      return "Unknown data base version. Update software to latest version to open this file.";
+    case kResultTooOld:
+      return "Data base version too old. Update impossible.";
+    case kResultBackupFailed:
+      return "Can't create backup file. Update failed.";
+    case kResultOldFormat:
+      return "Update failed.";
+    case kResultCantOpen:
+      return "Can't open file";
+    case kResultNotDatabase:
+      return "This is not a valid Kestrum data base file.";
+    case kResultVersionMismatch:
+      return "Version mismatch. Update data base file first.";
+    case kResultWrongDatabase:
+      return "Data base ID mismatch, sync impossible.";
+    case kResultWrongPassword:
+      return "Invalid password";
+    default:
+      return "Unknown error: " + std::to_string(static_cast<int8_t>(code & 0xFF));
+  }
+}
+
+int OpenDatabase(const std::string& path, DataBase& db, uint32_t& format) {
+  InputStream in;
+  if (!in.OpenFile(path)) return kResultCantOpen;
+  TDBHeader header;
+  int code = DataBase::ReadHeader(in, header, format);
+  if (code == kResultVersionMismatch) return kResultOldFormat;
+  if (code != kResultOK && code != kResultOlderFormat) return code;
+  in.Seek(0);
+  return db.Open(in);
+}
+
+void WriteDatabaseJson(DataBase& db, uint32_t format, std::ostream& out) {
+  out << "{\"format\":" << format << ",\n\"header\":";
+  WriteJson(out, DBHeaderToJson(db.Header));
+  out << ",\n\"texts\":";
+  JsonArrayWriter texts(out);
+  for (const auto& [id, stamp] : db.DatabaseTexts) {
+    std::wstring text;
+    db.GetString(id, text);
+    Json j;
+    j["ID"] = id;
+    j["stamp"] = stamp;
+    j["text"] = TextToUtf8(text);
+    texts.Add(j);
+  }
+  texts.Close();
+  out << ",\n\"records\":";
+  JsonArrayWriter records(out);
+  for (uint32_t table = 0; table < kTableCount; ++table) {
+    for (const auto& [id, e] : db.GetTable(table)) records.Add(RecordToJson(*e));
+  }
+  records.Close();
+  out << ",\n\"deleted\":";
+  JsonArrayWriter deleted(out);
+  for (const auto& [id, marker] : db.DeletedHeaders()) deleted.Add(MarkerToJson(marker));
+  deleted.Close();
+  out << "}\n";
+}
+
+int WritePartJson(IInputStream& compressed, std::ostream& out) {
+  OutputStream plain;
+  if (DecompressStream(compressed, plain) != 0) return kResultCantOpen;
+  InputStream in;
+  in.AttachMemory(plain);
+  char signature[8] = {};
+  uint8_t fixed[12];
+  if (!ReadExactly(in, signature, 7) || !ReadExactly(in, fixed, sizeof fixed)) {
+    return kResultWrongDatabase;
+  }
+  uint32_t format = 0;
+  uint64_t database_id = 0;
+  for (int i = 0; i < 4; ++i) format |= uint32_t{fixed[i]} << (8 * i);
+  for (int i = 0; i < 8; ++i) database_id |= uint64_t{fixed[4 + i]} << (8 * i);
+  if (std::string_view(signature) != "VDBPART" || format > kFileFormat) {
+    return kResultWrongDatabase;
+  }
+
+  out << "{\"format\":" << format << ",\"DatabaseID\":" << database_id << ",\n\"records\":";
+  JsonArrayWriter records(out);
+  Json deleted = Json::array();
+  THeader h;
+  while (h.Load(in)) {
+    int64_t body = in.Tell();
+    if (h.Type == etDeleted) {
+      deleted.push_back(MarkerToJson(h));
+      continue;
+    }
+    std::unique_ptr<TBaseEntry> e = CreateEntry(h.Type);
+    if (!e) {
+      records.Add(HeaderToJson(h));
+    } else {
+      if (!e->LoadData(in, h.SecondaryType)) break;
+      e->Header.ID = h.ID;
+      e->Header.LastModDate = h.LastModDate;
+      e->Header.OwnerID = h.OwnerID;
+      e->Header.Hidden = h.Hidden;
+      e->Header.ReadOnly = h.ReadOnly;
+      records.Add(RecordToJson(*e));
+    }
+    // The stored size, not what the body reader took, says where the next header starts.
+    if (!in.Seek(body + h.Size)) break;
+  }
+  records.Close();
+  out << ",\n\"deleted\":";
+  JsonArrayWriter markers(out);
+  for (const Json& m : deleted) markers.Add(m);
+  markers.Close();
+  out << "}\n";
+  return kResultOK;
+}
+
+int TypesCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kTypesUsage);
+  if (!args.empty()) return Usage(err, kTypesUsage, "types takes no arguments");
+  char line[128];
+  std::snprintf(line, sizeof line, "%-5s %-24s %5s %7s %5s  %s\n", "code", "name", "table",
+                "version", "size", "check");
+  out << line;
+  bool all_ok = true;
+  for (uint32_t type = 0; type < 256; ++type) {
+    std::unique_ptr<TBaseEntry> entry = CreateEntry(type);
+    if (!entry) continue;
+    bool ok = type == etString || RoundTrips(type);
+    all_ok = all_ok && ok;
+    std::string name(TypeName(type));
+    std::snprintf(line, sizeof line, "%-5u %-24s %5u %7u %5u  %s\n", type, name.c_str(),
+                  entry->GetTableIndex(), entry->Header.SecondaryType, entry->Header.Size,
+                  ok ? "ok" : "FAILED");
+    out << line;
+  }
+  return all_ok ? kExitOK : kExitFailed;
+}
+
+int CheckCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kCheckUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, p, problem)) return Usage(err, kCheckUsage, problem);
+  if (p.positional.size() != 1) return Usage(err, kCheckUsage, "check takes one FILE");
+  const std::string& path = p.positional[0];
+  DataBase db;
+  uint32_t format = 0;
+  if (int code = OpenDatabase(path, db, format); code != kResultOK) return Fail(err, path, code);
+  std::map<uint32_t, size_t> counts;
+  for (uint32_t table = 0; table < kTableCount; ++table) {
+    for (const auto& [id, e] : db.GetTable(table)) ++counts[e->Header.Type];
+  }
+  out << "format: " << format << "\n";
+  out << "DatabaseID: " << db.Header.DatabaseID << "\n";
+  out << "records:\n";
+  size_t total = 0;
+  for (const auto& [type, count] : counts) {
+    std::string_view name = TypeName(type);
+    char line[96];
+    std::snprintf(line, sizeof line, "  %-24s %10zu\n",
+                  name.empty() ? std::to_string(type).c_str() : std::string(name).c_str(), count);
+    out << line;
+    total += count;
+  }
+  char line[96];
+  std::snprintf(line, sizeof line, "  %-24s %10zu\n  %-24s %10zu\n", "total", total,
+                "deletion markers", db.DeletedHeaders().size());
+  out << line;
+  return kExitOK;
+}
+
+int DumpCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kDumpUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, p, problem)) return Usage(err, kDumpUsage, problem);
+  if (p.positional.size() != 1) return Usage(err, kDumpUsage, "dump takes one FILE");
+  DataBase db;
+  uint32_t format = 0;
+  if (int code = OpenDatabase(p.positional[0], db, format); code != kResultOK) {
+    return Fail(err, p.positional[0], code);
+  }
+  WriteDatabaseJson(db, format, out);
+  return kExitOK;
+}
+
+int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kConvertUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, p, problem)) return Usage(err, kConvertUsage, problem);
+  if (p.positional.size() != 2) return Usage(err, kConvertUsage, "convert takes IN and OUT");
+  DataBase db;
+  uint32_t format = 0;
+  if (int code = OpenDatabase(p.positional[0], db, format); code != kResultOK) {
+    return Fail(err, p.positional[0], code);
+  }
+  return SaveTo(db, p.positional[1], err);
+}
+
+int MergeCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kMergeUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {"-o"}, p, problem)) return Usage(err, kMergeUsage, problem);
+  if (p.positional.size() != 2) return Usage(err, kMergeUsage, "merge takes FILE and OTHER");
+  const std::string& file = p.positional[0];
+  DataBase db;
+  uint32_t format = 0;
+  if (int code = OpenDatabase(file, db, format); code != kResultOK) return Fail(err, file, code);
+  if (int code = db.MergeFilePath(p.positional[1]); code != kResultOK) {
+    return Fail(err, p.positional[1], code);
+  }
+  auto o = p.options.find("-o");
+  return SaveTo(db, o == p.options.end() ? file : o->second, err);
+}
+
+int PartCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kPartUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {"-o"}, p, problem)) return Usage(err, kPartUsage, problem);
+  if (p.positional.empty()) return Usage(err, kPartUsage, "part needs dump or apply");
+  if (p.positional[0] == "dump") return PartDump(p, out, err);
+  if (p.positional[0] == "apply") return PartApply(p, err);
+  return Usage(err, kPartUsage, "unknown part command '" + p.positional[0] + "'");
+}
+
+int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kGenerateUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {"--transactions", "--seed"}, p, problem)) {
+    return Usage(err, kGenerateUsage, problem);
+  }
+  if (p.positional.size() != 1) return Usage(err, kGenerateUsage, "generate takes one OUT");
+  uint64_t transactions = 0;
+  uint64_t seed = 1;
+  auto n = p.options.find("--transactions");
+  if (n == p.options.end()) return Usage(err, kGenerateUsage, "--transactions is required");
+  if (!ParseCount(n->second, transactions)) {
+    return Usage(err, kGenerateUsage, "--transactions wants a whole number");
+  }
+  if (auto s = p.options.find("--seed"); s != p.options.end() && !ParseCount(s->second, seed)) {
+    return Usage(err, kGenerateUsage, "--seed wants a whole number");
+  }
+  DataBase db;
+  GenerateBook(db, transactions, seed);
+  int status = SaveTo(db, p.positional[0], err);
+  if (status == kExitOK) {
+    out << p.positional[0] << ": " << transactions << " transactions, seed " << seed << "\n";
+  }
+  return status;
+}
+
+int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kSummaryUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, p, problem)) return Usage(err, kSummaryUsage, problem);
+  if (p.positional.size() != 1) return Usage(err, kSummaryUsage, "summary takes one FILE");
+  DataBase db;
+  uint32_t format = 0;
+  if (int code = OpenDatabase(p.positional[0], db, format); code != kResultOK) {
+    return Fail(err, p.positional[0], code);
+  }
+  ADate today = TodayADate();
+  std::map<uint64_t, double> balance;
+  size_t expenses = 0, incomes = 0, transfers = 0, in_splits = 0, uncleared = 0, future = 0;
+  ADate first(INT32_MAX), last(INT32_MIN);
+  for (const auto& [id, e] : db.GetTable(1)) {
+    const auto* t = dynamic_cast<const TTransaction*>(e.get());
+    if (t == nullptr) continue;
+    const TTransaction::TData& d = t->Data;
+    first = std::min(first, d.Date);
+    last = std::max(last, d.Date);
+    if (d.WithdrawAccountID != 0 && d.TargetAccountID != 0) {
+      ++transfers;
+    } else if (d.TargetAccountID != 0) {
+      ++incomes;
+    } else {
+      ++expenses;
+    }
+    if (d.SplitID != 0) ++in_splits;
+    if (d.Cleared == 0) ++uncleared;
+    if (d.Date > today) {
+      ++future;
+      continue;
+    }
+    if (d.WithdrawAccountID != 0) balance[d.WithdrawAccountID] -= d.WithdrawAmount;
+    if (d.TargetAccountID != 0) balance[d.TargetAccountID] += d.TargetAmount;
+  }
+
+  out << "accounts (balance up to " << FormatDate(today) << "):\n";
+  for (const auto& [id, e] : db.GetTable(0)) {
+    const auto* a = dynamic_cast<const TAccount*>(e.get());
+    if (a == nullptr) continue;
+    std::wstring name;
+    db.GetString(a->Data.NameID, name);
+    std::string code = "?";
+    int decimals = 2;
+    if (const auto* c = dynamic_cast<const TCurrency*>(db.FindEntry(a->Data.CurrencyID, 0))) {
+      code = c->GetCode();
+      decimals = std::min<int>(c->Data.Decimals, 9);
+    }
+    char line[192];
+    std::snprintf(line, sizeof line, "  %-28s %-3s %16s%s\n", TextToUtf8(name).c_str(),
+                  code.c_str(),
+                  FormatAmount(a->Data.InitialBalance + balance[id], decimals).c_str(),
+                  a->Data.Visible ? "" : "  (closed)");
+    out << line;
+  }
+  size_t total = expenses + incomes + transfers;
+  out << "transactions: " << total;
+  if (total > 0) out << " from " << FormatDate(first) << " to " << FormatDate(last);
+  out << "\n  expenses " << expenses << ", incomes " << incomes << ", transfers " << transfers
+      << ", in splits " << in_splits << ", uncleared " << uncleared << ", after today " << future
+      << "\n";
+  size_t scheduled = 0;
+  for (const auto& [id, e] : db.GetTable(0)) scheduled += e->Header.Type == etScheduledTransaction;
+  out << "scheduled transactions: " << scheduled << "\n";
+  out << "deletion markers: " << db.DeletedHeaders().size() << "\n";
+  return kExitOK;
+}
+
+int Run(const Args& args, std::ostream& out, std::ostream& err) {
+  if (args.empty()) return Usage(err, kUsage, "");
+  const std::string& command = args[0];
+  if (IsHelp(command)) return Help(out, kUsage);
+  Args rest(args.begin() + 1, args.end());
+  using Command = int (*)(const Args&, std::ostream&, std::ostream&);
+  static const std::map<std::string_view, Command> kCommands = {
+      {"check", CheckCommand},     {"dump", DumpCommand},   {"convert", ConvertCommand},
+      {"merge", MergeCommand},     {"part", PartCommand},   {"generate", GenerateCommand},
+      {"summary", SummaryCommand}, {"types", TypesCommand},
+  };
+  auto it = kCommands.find(command);
+  if (it == kCommands.end()) return Usage(err, kUsage, "unknown command '" + command + "'");
+  return it->second(rest, out, err);
+}
+
+}  // namespace vemra::cli

@@ -1,0 +1,57 @@
+// The commands of kestrum-cli, callable in-process: each takes the words that follow its name on
+// the command line and the two output streams, and returns the exit status.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "core/database/database.h"
+#include "core/streams/stream.h"
+
+namespace vemra::cli {
+
+using Args = std::vector<std::string>;
+
+// Exit statuses of every command.
+enum : int {
+  kExitOK = 0,
+  kExitFailed = 1,  // the operation failed; its message went to the error stream
+  kExitUsage = 2,   // bad usage; the command's usage went to the error stream
+};
+
+// Runs the command named by args[0] with the words after it. `--help` (or `-h`) anywhere
+// prints the command's help to `out` and returns 0; without a command, the overall usage goes
+// to `err` with status 2.
+int Run(const Args& args, std::ostream& out, std::ostream& err);
+
+// The commands, by name; `args` are the words after the command name.
+int TypesCommand(const Args& args, std::ostream& out, std::ostream& err);
+int CheckCommand(const Args& args, std::ostream& out, std::ostream& err);
+int DumpCommand(const Args& args, std::ostream& out, std::ostream& err);
+int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err);
+int MergeCommand(const Args& args, std::ostream& out, std::ostream& err);
+int PartCommand(const Args& args, std::ostream& out, std::ostream& err);
+int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err);
+int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err);
+
+// Returns the message shown for a result code of the file and sync-part operations.
+std::string ResultMessage(int code);
+
+// Loads the database file at `path` into `db` and sets `format` to the file's format version.
+// Returns 0 or the failing result code (-3 for formats 280 to 399).
+int OpenDatabase(const std::string& path, DataBase& db, uint32_t& format);
+
+// Writes `db` to `out` as one JSON object: format, header, the five database texts, every record
+// (tables 0 to 6, ascending ID) and the deletion markers; one array element per line.
+void WriteDatabaseJson(DataBase& db, uint32_t format, std::ostream& out);
+
+// Writes the sync part file read from `compressed` to `out` as one JSON object: format,
+// DatabaseID, the records in file order and the deletion markers. A record of a type without a
+// class shows its header only; a body that cannot be read ends the list. Returns 0, -2 when the
+// data cannot be decompressed, or 3 when it is no sync part or of a later format; nothing is
+// written on failure.
+int WritePartJson(IInputStream& compressed, std::ostream& out);
+
+}  // namespace vemra::cli
