@@ -19,14 +19,17 @@ constexpr const char* kZlibVersion = "1.2.11";
 
 }  // namespace
 
-// The decompressing thread and the blocks it hands over. Blocks travel in `ready`; the reader
-// gives finished blocks back through `spare` so that their memory is reused.
+// The decompressing worker and the blocks it hands over. Blocks travel in `ready`; the reader
+// gives finished blocks back through `spare` so that their memory is reused. The first block is
+// decompressed on the reader's thread; the thread starts only when there is more, so small
+// streams never pay for one.
 struct InflateInputStream::Worker {
   static constexpr size_t kBlock = 1 << 20;
   static constexpr size_t kAhead = 4;  // blocks decompressed ahead of the reader
 
-  explicit Worker(IInputStream& src) : source(src) {
-    thread = std::thread([this] { Run(); });
+  explicit Worker(IInputStream& src) : source(src), in(kInChunk) {
+    z_ready = inflateInit_(&zs, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
+    if (!z_ready) status = Z_MEM_ERROR;
   }
   ~Worker() {
     {
@@ -34,62 +37,60 @@ struct InflateInputStream::Worker {
       stop = true;
     }
     changed.notify_all();
-    thread.join();
+    if (thread.joinable()) thread.join();
+    if (z_ready) inflateEnd(&zs);
   }
 
-  void Run() {
-    z_stream zs{};
-    int32_t result = inflateInit_(&zs, kZlibVersion, static_cast<int>(sizeof(z_stream)));
-    bool ready_z = result == Z_OK;
-    std::vector<uint8_t> in(kInChunk);
-    if (ready_z) result = 1;
-    while (result == 1) {
-      std::vector<uint8_t> block;
-      {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return stop || ready.size() < kAhead; });
-        if (stop) break;
-        if (!spare.empty()) {
-          block = std::move(spare.back());
-          spare.pop_back();
-        }
+  // Decompresses one block into `ready`; returns false when there is nothing more to do.
+  bool Step() {
+    ByteBlock block;
+    {
+      std::unique_lock<std::mutex> lock(mutex);
+      changed.wait(lock, [&] { return stop || ready.size() < kAhead; });
+      if (stop || status != 1) return false;
+      if (!spare.empty()) {
+        block = std::move(spare.back());
+        spare.pop_back();
       }
-      block.resize(kBlock);
-      zs.next_out = block.data();
-      zs.avail_out = static_cast<uInt>(kBlock);
-      while (zs.avail_out > 0 && result == 1) {
-        if (zs.avail_in == 0) {
-          size_t got = source.Read(in.data(), in.size());
-          if (got == 0) {
-            result = Z_DATA_ERROR;  // the compressed data ended before its end marker
-            break;
-          }
-          zs.next_in = in.data();
-          zs.avail_in = static_cast<uInt>(got);
-        }
-        int rc = inflate(&zs, Z_NO_FLUSH);
-        if (rc == Z_STREAM_END) {
-          result = 0;
-        } else if (rc == Z_NEED_DICT) {
-          result = Z_DATA_ERROR;
-        } else if (rc != Z_OK && rc != Z_BUF_ERROR) {
-          result = rc;
-        }
-      }
-      block.resize(kBlock - zs.avail_out);
-      std::lock_guard<std::mutex> lock(mutex);
-      if (!block.empty()) ready.push_back(std::move(block));
-      if (result != 1) status = result;
-      changed.notify_all();
     }
-    if (ready_z) inflateEnd(&zs);
+    int32_t result = 1;
+    block.resize(kBlock);
+    zs.next_out = block.data();
+    zs.avail_out = static_cast<uInt>(kBlock);
+    while (zs.avail_out > 0 && result == 1) {
+      if (zs.avail_in == 0) {
+        size_t got = source.Read(in.data(), in.size());
+        if (got == 0) {
+          result = Z_DATA_ERROR;  // the compressed data ended before its end marker
+          break;
+        }
+        zs.next_in = in.data();
+        zs.avail_in = static_cast<uInt>(got);
+      }
+      int rc = inflate(&zs, Z_NO_FLUSH);
+      if (rc == Z_STREAM_END) {
+        result = 0;
+      } else if (rc == Z_NEED_DICT) {
+        result = Z_DATA_ERROR;
+      } else if (rc != Z_OK && rc != Z_BUF_ERROR) {
+        result = rc;
+      }
+    }
+    block.resize(kBlock - zs.avail_out);
     std::lock_guard<std::mutex> lock(mutex);
-    if (status == 1) status = result == 1 ? Z_STREAM_ERROR : result;
+    if (!block.empty()) ready.push_back(std::move(block));
+    if (result != 1) status = result;
     changed.notify_all();
+    return result == 1;
   }
 
   // Waits for the next block; false once the data ended (or failed) and all blocks were taken.
-  bool Next(std::vector<uint8_t>& block) {
+  bool Next(ByteBlock& block) {
+    if (!thread.joinable() && Step())
+      thread = std::thread([this] {
+        while (Step()) {
+        }
+      });
     std::unique_lock<std::mutex> lock(mutex);
     changed.wait(lock, [&] { return !ready.empty() || status != 1; });
     if (ready.empty()) return false;
@@ -99,7 +100,7 @@ struct InflateInputStream::Worker {
     return true;
   }
 
-  void GiveBack(std::vector<uint8_t>&& block) {
+  void GiveBack(ByteBlock&& block) {
     std::lock_guard<std::mutex> lock(mutex);
     if (spare.size() < kAhead) spare.push_back(std::move(block));
   }
@@ -110,10 +111,13 @@ struct InflateInputStream::Worker {
   }
 
   IInputStream& source;
+  z_stream zs{};  // used by Step only: on the reader's thread first, then on the worker's
+  bool z_ready = false;
+  ByteBlock in;
   std::mutex mutex;
   std::condition_variable changed;
-  std::deque<std::vector<uint8_t>> ready;
-  std::vector<std::vector<uint8_t>> spare;
+  std::deque<ByteBlock> ready;
+  std::vector<ByteBlock> spare;
   int32_t status = 1;  // 1 running, 0 complete, otherwise the failure code
   bool stop = false;
   std::thread thread;
@@ -132,7 +136,7 @@ bool InflateInputStream::Fill() {
     worker_->GiveBack(std::move(window_.front()));
     window_.erase(window_.begin());
   }
-  std::vector<uint8_t> block;
+  ByteBlock block;
   if (!worker_->Next(block)) return false;
   end_ += block.size();
   window_.push_back(std::move(block));
@@ -181,13 +185,16 @@ int32_t InflateInputStream::Finish() {
   return worker_->Status();
 }
 
-// The compressing thread. Filled blocks travel in `full`; emptied ones come back in `spare`.
+// The compressing worker. Filled blocks travel in `full`; emptied ones come back in `spare`.
+// The thread starts with the second block; a stream that fits in one block is compressed on the
+// writer's thread when it finishes.
 struct DeflateOutputStream::Worker {
   static constexpr size_t kBlock = 1 << 20;
   static constexpr size_t kAhead = 4;
 
-  explicit Worker(IOutputStream& out) : sink(out) {
-    thread = std::thread([this] { Run(); });
+  explicit Worker(IOutputStream& sink_stream) : sink(sink_stream), out(kOutChunk) {
+    z_ready = deflateInit_(&zs, 1, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
+    failed = !z_ready;
   }
   ~Worker() {
     {
@@ -195,52 +202,55 @@ struct DeflateOutputStream::Worker {
       stop = true;
     }
     changed.notify_all();
-    thread.join();
+    if (thread.joinable()) thread.join();
+    if (z_ready) deflateEnd(&zs);
   }
 
-  void Run() {
-    z_stream zs{};
-    bool ok = deflateInit_(&zs, 1, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
-    std::vector<uint8_t> out(kOutChunk);
-    bool done = false;
-    while (!done) {
-      std::vector<uint8_t> block;
-      {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return stop || !full.empty(); });
-        if (full.empty()) break;  // stopped without a last block: abandoned
-        block = std::move(full.front());
-        full.pop_front();
-        done = last_queued && full.empty();
-      }
-      if (ok) {
-        zs.next_in = block.data();
-        zs.avail_in = static_cast<uInt>(block.size());
-        int rc;
-        do {
-          zs.next_out = out.data();
-          zs.avail_out = static_cast<uInt>(out.size());
-          rc = deflate(&zs, done ? Z_FINISH : Z_NO_FLUSH);
-          size_t have = out.size() - zs.avail_out;
-          if (rc == Z_STREAM_ERROR || (have > 0 && sink.Write(out.data(), have) != have)) {
-            ok = false;
-            break;
-          }
-        } while (zs.avail_out == 0 || (done && rc != Z_STREAM_END));
-      }
-      block.clear();
-      std::lock_guard<std::mutex> lock(mutex);
-      if (!ok) failed = true;
-      if (spare.size() < kAhead) spare.push_back(std::move(block));
-      if (done) finished = true;
-      changed.notify_all();
+  // Compresses the next queued block; returns false when there is nothing more to do.
+  bool Step() {
+    ByteBlock block;
+    bool done;
+    {
+      std::unique_lock<std::mutex> lock(mutex);
+      changed.wait(lock, [&] { return stop || !full.empty(); });
+      if (full.empty() || finished) return false;  // stopped without a last block: abandoned
+      block = std::move(full.front());
+      full.pop_front();
+      done = last_queued && full.empty();
     }
-    deflateEnd(&zs);
+    bool ok = !failed;
+    if (ok) {
+      zs.next_in = block.data();
+      zs.avail_in = static_cast<uInt>(block.size());
+      int rc;
+      do {
+        zs.next_out = out.data();
+        zs.avail_out = static_cast<uInt>(out.size());
+        rc = deflate(&zs, done ? Z_FINISH : Z_NO_FLUSH);
+        size_t have = out.size() - zs.avail_out;
+        if (rc == Z_STREAM_ERROR || (have > 0 && sink.Write(out.data(), have) != have)) {
+          ok = false;
+          break;
+        }
+      } while (zs.avail_out == 0 || (done && rc != Z_STREAM_END));
+    }
+    block.clear();
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!ok) failed = true;
+    if (spare.size() < kAhead) spare.push_back(std::move(block));
+    if (done) finished = true;
+    changed.notify_all();
+    return !done;
   }
 
   // Queues `block` (the last one when `last`) and returns an empty block to fill next; false
   // once the worker failed.
-  bool Hand(std::vector<uint8_t>& block, bool last) {
+  bool Hand(ByteBlock& block, bool last) {
+    if (!last && !thread.joinable())
+      thread = std::thread([this] {
+        while (Step()) {
+        }
+      });
     std::unique_lock<std::mutex> lock(mutex);
     changed.wait(lock, [&] { return failed || full.size() < kAhead; });
     if (failed) return false;
@@ -255,18 +265,26 @@ struct DeflateOutputStream::Worker {
     return true;
   }
 
-  // Waits for the last block to be compressed; true when everything reached the sink.
+  // Waits for the last block to be compressed (compressing it here when no thread runs); true
+  // when everything reached the sink.
   bool Wait() {
+    if (!thread.joinable()) {
+      while (Step()) {
+      }
+    }
     std::unique_lock<std::mutex> lock(mutex);
     changed.wait(lock, [&] { return failed || finished; });
     return !failed;
   }
 
   IOutputStream& sink;
+  z_stream zs{};  // used by Step only: on the worker's thread, or on the writer's at the end
+  bool z_ready = false;
+  ByteBlock out;
   std::mutex mutex;
   std::condition_variable changed;
-  std::deque<std::vector<uint8_t>> full;
-  std::vector<std::vector<uint8_t>> spare;
+  std::deque<ByteBlock> full;
+  std::vector<ByteBlock> spare;
   bool last_queued = false;
   bool finished = false;
   bool failed = false;

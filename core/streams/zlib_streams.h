@@ -5,11 +5,38 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
 #include "core/streams/stream.h"
 
 namespace vemra {
+
+// A byte buffer whose resize leaves new bytes uninitialised: decompression overwrites them
+// anyway, and zero-filling a megabyte per stream costs more than a small stream's whole work.
+template <typename T>
+struct UninitializedAllocator {
+  using value_type = T;
+  UninitializedAllocator() = default;
+  template <typename U>
+  UninitializedAllocator(const UninitializedAllocator<U>&) {}  // NOLINT: allocator rebinding
+  T* allocate(size_t n) { return std::allocator<T>().allocate(n); }
+  void deallocate(T* p, size_t n) noexcept { std::allocator<T>().deallocate(p, n); }
+  template <typename U>
+  void construct(U* p) noexcept {
+    ::new (static_cast<void*>(p)) U;
+  }
+  template <typename U, typename... Args>
+  void construct(U* p, Args&&... args) {
+    ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+  }
+  template <typename U>
+  friend bool operator==(const UninitializedAllocator&, const UninitializedAllocator<U>&) {
+    return true;
+  }
+};
+using ByteBlock = std::vector<uint8_t, UninitializedAllocator<uint8_t>>;
 
 // Reads the data of a zlib stream (RFC 1950) that starts at the current position of `source`.
 // A worker thread decompresses ahead in blocks while the reader consumes them, so that reading
@@ -45,7 +72,7 @@ class InflateInputStream : public IInputStream {
   bool Fill();
 
   std::unique_ptr<Worker> worker_;
-  std::vector<std::vector<uint8_t>> window_;  // blocks in order; [base_, base_ + total size)
+  std::vector<ByteBlock> window_;  // blocks in order; [base_, base_ + total size)
   uint64_t base_ = 0;
   uint64_t end_ = 0;
   uint64_t pos_ = 0;
@@ -81,7 +108,7 @@ class DeflateOutputStream : public IOutputStream {
   void Flush(bool last);
 
   std::unique_ptr<Worker> worker_;
-  std::vector<uint8_t> block_;
+  ByteBlock block_;
   uint64_t written_ = 0;
   bool failed_ = false;
   bool finished_ = false;
