@@ -20,6 +20,7 @@
 #include "core/records/tagged_entry.h"
 #include "core/records/transaction.h"
 #include "core/records/user.h"
+#include "platform/unicode.h"
 
 namespace vemra::cli {
 namespace {
@@ -325,24 +326,6 @@ void AddBody(Json& j, const TBaseEntry& e) {
   }
 }
 
-void AppendUtf8(std::string& out, uint32_t cp) {
-  if (cp < 0x80) {
-    out.push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  }
-}
-
 }  // namespace
 
 Json DoubleToJson(double v) {
@@ -352,14 +335,7 @@ Json DoubleToJson(double v) {
 }
 
 std::string TextToUtf8(std::wstring_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (wchar_t c : text) {
-    auto cp = static_cast<uint32_t>(c);
-    if ((cp >= 0xD800 && cp <= 0xDFFF) || cp > 0x10FFFF) cp = 0xFFFD;
-    AppendUtf8(out, cp);
-  }
-  return out;
+  return WideToUtf8Lossy(text);
 }
 
 Json HeaderToJson(const THeader& h) {

@@ -11,6 +11,9 @@ namespace vemra {
 // Returns the UTF-8 encoding of `text`, or an empty string when `text` holds a value that is
 // not a Unicode scalar value (a surrogate, or above U+10FFFF).
 std::string WideToUtf8(std::wstring_view text);
+// The same, but a character that is no Unicode scalar value (a lone surrogate, a value above
+// U+10FFFF) becomes U+FFFD instead of failing the whole text; for showing damaged data.
+std::string WideToUtf8Lossy(std::wstring_view text);
 
 // Returns the code points of the UTF-8 `text`. Returns false and leaves `out` empty when the
 // bytes are not well-formed UTF-8 (overlong forms, surrogates and values above U+10FFFF
