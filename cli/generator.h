@@ -21,8 +21,8 @@ namespace vemra::cli {
 // - eight scheduled transactions whose next occurrence lies after today, and deletion markers
 //   of about one transaction in a thousand (at least one when there are any).
 // Every ID, stamp and value follows from `seed` and `today`: the process clock is pinned to
-// noon of `today` while the book is made and left unpinned on return. Leaves no undo history.
-// A million transactions take a few seconds in an optimised build.
+// noon of `today` while the book is made and returned to its previous state on return. Leaves no
+// undo history. A million transactions take a few seconds in an optimised build.
 void GenerateBook(DataBase& db, uint64_t transactions, uint64_t seed, ADate today = TodayADate());
 
 }  // namespace vemra::cli

@@ -40,6 +40,13 @@ void PinClock(int64_t local_seconds, uint64_t ticks) {
   g_pinned.store(true, std::memory_order_release);
 }
 
+bool IsClockPinned(int64_t& local_seconds, uint64_t& ticks) {
+  if (!g_pinned.load(std::memory_order_acquire)) return false;
+  local_seconds = g_pinned_seconds.load();
+  ticks = g_pinned_ticks.load();
+  return true;
+}
+
 void UnpinClock() {
   g_pinned.store(false, std::memory_order_release);
 }

@@ -23,15 +23,31 @@ void PinClock(int64_t local_seconds, uint64_t ticks = 0);
 // Returns the clock to the system's time. Thread-safe.
 void UnpinClock();
 
-// Pins the clock for the lifetime of the object and unpins it on destruction.
+// Reports whether the clock is pinned and, if so, to what.
+bool IsClockPinned(int64_t& local_seconds, uint64_t& ticks);
+
+// Pins the clock for the lifetime of the object; on destruction the clock returns to the pin
+// (or the system time) it had before, so that pins nest.
 class ScopedClockPin {
  public:
-  explicit ScopedClockPin(int64_t local_seconds, uint64_t ticks = 0) {
+  explicit ScopedClockPin(int64_t local_seconds, uint64_t ticks = 0)
+      : was_pinned_(IsClockPinned(previous_seconds_, previous_ticks_)) {
     PinClock(local_seconds, ticks);
   }
-  ~ScopedClockPin() { UnpinClock(); }
+  ~ScopedClockPin() {
+    if (was_pinned_) {
+      PinClock(previous_seconds_, previous_ticks_);
+    } else {
+      UnpinClock();
+    }
+  }
   ScopedClockPin(const ScopedClockPin&) = delete;
   ScopedClockPin& operator=(const ScopedClockPin&) = delete;
+
+ private:
+  int64_t previous_seconds_ = 0;
+  uint64_t previous_ticks_ = 0;
+  bool was_pinned_;
 };
 
 }  // namespace vemra::platform

@@ -10,6 +10,11 @@ namespace {
 TEST(ClockTest, PinReplacesBothReadingsUntilReleased) {
   {
     ScopedClockPin pin(1'700'000'000, 1234);
+    {
+      // Pins nest: the inner one hands the outer pin back.
+      ScopedClockPin inner(5, 6);
+      EXPECT_EQ(LocalWallSeconds(), 5);
+    }
     EXPECT_EQ(LocalWallSeconds(), 1'700'000'000);
     EXPECT_EQ(ProcessorTicks(), 1234u);
   }
