@@ -62,6 +62,10 @@ enum : int {
   kResultNothingToWrite = 6,  // empty change journal
 };
 
+// Writes `e` as a record stream holds it: its 40-byte header, then its body. Returns false
+// when a write fell short.
+bool WriteRecord(TBaseEntry& e, IOutputStream& out);
+
 // The format version this system writes.
 constexpr uint32_t kFileFormat = 440;
 

@@ -199,14 +199,9 @@ void DataBase::ReadRecords(IInputStream& in, bool reset_last_id) {
   DropUndoStep();
 }
 
-namespace {
-
-// Writes one record as a save does: its header, then its body.
 bool WriteRecord(TBaseEntry& e, IOutputStream& out) {
   return e.SaveHeader(out) == kHeaderSize && e.SaveData(out) == e.Header.Size;
 }
-
-}  // namespace
 
 bool DataBase::WriteRecordStream(IOutputStream& out) {
   for (Table& table : tables_) {

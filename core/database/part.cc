@@ -50,8 +50,7 @@ int DataBase::WritePart(const std::string& path) {
             Table& table = tables_[TableOfType(item.Type)];
             auto it = table.find(item.ID);
             if (it != table.end()) {
-              TBaseEntry& e = *it->second;
-              ok = ok && e.SaveHeader(out) == kHeaderSize && e.SaveData(out) == e.Header.Size;
+              ok = ok && WriteRecord(*it->second, out);
             }
           }
         }

@@ -17,6 +17,17 @@ constexpr size_t kOutChunk = 1 << 18;
 // Any zlib 1.x accepts this version string.
 constexpr const char* kZlibVersion = "1.2.11";
 
+// Asks a worker thread to stop, wakes it and waits for it (a thread never started is fine).
+void StopWorker(std::mutex& mutex, std::condition_variable& changed, bool& stop,
+                std::thread& thread) {
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    stop = true;
+  }
+  changed.notify_all();
+  if (thread.joinable()) thread.join();
+}
+
 }  // namespace
 
 // The decompressing worker and the blocks it hands over. Blocks travel in `ready`; the reader
@@ -32,12 +43,7 @@ struct InflateInputStream::Worker {
     if (!z_ready) status = Z_MEM_ERROR;
   }
   ~Worker() {
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      stop = true;
-    }
-    changed.notify_all();
-    if (thread.joinable()) thread.join();
+    StopWorker(mutex, changed, stop, thread);
     if (z_ready) inflateEnd(&zs);
   }
 
@@ -197,12 +203,7 @@ struct DeflateOutputStream::Worker {
     failed = !z_ready;
   }
   ~Worker() {
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      stop = true;
-    }
-    changed.notify_all();
-    if (thread.joinable()) thread.join();
+    StopWorker(mutex, changed, stop, thread);
     if (z_ready) deflateEnd(&zs);
   }
 
