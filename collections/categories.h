@@ -1,0 +1,47 @@
+// Categories: the ICategories collection of one database (the category and payee trees).
+#pragma once
+
+#include <vector>
+
+#include "collections/interfaces.h"
+
+namespace vemra {
+
+class DataBase;
+
+class Categories : public ICategories {
+ public:
+  // `db` owns this collection and outlives it.
+  explicit Categories(DataBase* db) : db_(db) {}
+  ~Categories() override { db_ = nullptr; }
+  Categories(const Categories&) = delete;
+  Categories& operator=(const Categories&) = delete;
+
+  uint64_t AddCategory(const TCategory& c) override;
+  uint64_t UpdateCategory(const TCategory& c) override;
+  TCategory GetCategory(uint64_t id) override;
+  bool DeleteCategory(uint64_t id, bool delete_children) override;
+  uint64_t CreateCategory(const std::wstring& name, uint64_t parent) override;
+  uint64_t GetTopCategoryID(uint64_t id, uint64_t stop) override;
+  bool IsInBranch(uint64_t root, uint64_t id) override;
+  bool HasChildren(uint64_t id) override;
+  std::list<std::shared_ptr<TCategory>> GetDescendants(uint64_t id) override;
+  NodeList GetCategoriesTree(uint64_t root) override;
+  bool IsReadOnly(uint64_t id) override;
+  bool IsReadOnly(const TCategories& c) override;
+  bool IsReadOnly(const TCategory& c) override;
+  bool IsHidden(uint64_t id) override;
+  bool IsHidden(const TCategories& c) override;
+  bool IsHidden(const TCategory& c) override;
+
+  // The visible categories directly under `parent` (a category or a fixed root; under root 4
+  // also those under 2 and 3, under 2 or 3 also those under 4), as the editors list them: with
+  // `with_strings`, copies with texts and sort order, stably sorted by Order; otherwise copies
+  // without texts in ID order.
+  std::vector<TCategory> GetChildren(uint64_t parent, bool with_strings);
+
+ private:
+  DataBase* db_;
+};
+
+}  // namespace vemra
