@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench/bench_books.h"
+#include "collections/interfaces.h"
 #include "core/database/database.h"
 #include "core/records/transaction.h"
 #include "core/streams/input_stream.h"
@@ -254,6 +255,49 @@ void BM_ProcessSchedules(benchmark::State& state) {
   state.counters["ghosts"] = static_cast<double>(ghosts.size());
 }
 BENCHMARK(BM_ProcessSchedules)->Apply(Sizes);
+
+// --- Collections: what the account list and the transaction list ask for on every update ---
+
+void BM_AccountsTree(benchmark::State& state) {
+  DataBase& db = OpenBook(state.range(0));
+  size_t nodes = 0;
+  for (auto _ : state) nodes = db.Accounts().GetAccountsTree().size();
+  state.counters["nodes"] = static_cast<double>(nodes);
+}
+BENCHMARK(BM_AccountsTree)->Apply(Sizes);
+
+// The transaction tree of the current calendar month, all accounts, in the default currency.
+void TransactionsTreeMonth(benchmark::State& state, bool by_days, int group_by) {
+  DataBase& db = OpenBook(state.range(0));
+  const ADate today = TodayADate();
+  const int32_t y = YearOf(today), m = MonthOf(today);
+  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  const uint64_t currency = db.Currencies().GetDefaultCurrencyID();
+  size_t rows = 0;
+  for (auto _ : state) {
+    NodeList tree = db.Transactions().GetTransactionsTree(by_days, group_by, currency, {});
+    rows = tree.size();
+  }
+  state.counters["top_nodes"] = static_cast<double>(rows);
+}
+
+void BM_TransactionsTreeMonthByDate(benchmark::State& state) {
+  TransactionsTreeMonth(state, true, GroupBy::None);
+}
+BENCHMARK(BM_TransactionsTreeMonthByDate)->Apply(Sizes);
+
+void BM_TransactionsTreeMonthByCategory(benchmark::State& state) {
+  TransactionsTreeMonth(state, false, GroupBy::Category);
+}
+BENCHMARK(BM_TransactionsTreeMonthByCategory)->Apply(Sizes);
+
+void BM_Descriptions(benchmark::State& state) {
+  DataBase& db = OpenBook(state.range(0));
+  size_t count = 0;
+  for (auto _ : state) count = db.Transactions().GetDescriptions().size();
+  state.counters["descriptions"] = static_cast<double>(count);
+}
+BENCHMARK(BM_Descriptions)->Apply(Sizes);
 
 }  // namespace
 }  // namespace vemra::bench

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 
+#include "cli/cli_util.h"
 #include "cli/generator.h"
 #include "cli/record_json.h"
 #include "core/records/account.h"
@@ -23,7 +24,21 @@ namespace {
 constexpr std::string_view kUsage =
     "usage: kestrum-cli <command> [arguments]\n"
     "\n"
-    "commands:\n"
+    "commands over a book:\n"
+    "  new FILE [--lang en|ru]          a new database from the built-in template\n"
+    "  accounts FILE                    accounts and groups with their balances\n"
+    "  transactions FILE [--period P | --from D --to D] [--group-by G] [--account A]...\n"
+    "                   [--currency C]  the transactions of a period with running balances\n"
+    "  categories FILE [--payees]       the category (or payee) tree\n"
+    "  currencies FILE                  currencies with their rates\n"
+    "  rate FILE FROM TO [RATE]         show or set an exchange rate\n"
+    "  add FILE (--expense | --income | --transfer) --amount X --account A [...]\n"
+    "                                   add a transaction\n"
+    "  edit FILE ID [...]               change a transaction\n"
+    "  delete FILE ID                   delete a transaction\n"
+    "Reading commands take --json for JSON output.\n"
+    "\n"
+    "commands over files:\n"
     "  check FILE                       format, database ID and record counts of a database\n"
     "  dump FILE                        the whole database as JSON\n"
     "  convert IN OUT                   save a database in the current format\n"
@@ -104,115 +119,6 @@ constexpr std::string_view kTypesUsage =
     "reading it back; a kind whose body does not survive is marked FAILED and the exit\n"
     "status is 1.\n";
 
-// The words of a command line split into positional arguments and options.
-struct Parsed {
-  std::vector<std::string> positional;
-  std::map<std::string, std::string> options;
-};
-
-bool IsHelp(std::string_view arg) {
-  return arg == "--help" || arg == "-h";
-}
-
-int Help(std::ostream& out, std::string_view usage) {
-  out << usage;
-  return kExitOK;
-}
-
-int Usage(std::ostream& err, std::string_view usage, std::string_view problem) {
-  if (!problem.empty()) err << "kestrum-cli: " << problem << "\n\n";
-  err << usage;
-  return kExitUsage;
-}
-
-// Splits `args`; `valued` names the options that take a value ("--seed 5" or "--seed=5").
-// Returns false and sets `problem` for an unknown option or a missing value.
-bool Parse(const Args& args, std::initializer_list<std::string_view> valued, Parsed& p,
-           std::string& problem) {
-  bool options_end = false;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    if (options_end || a.size() < 2 || a[0] != '-') {
-      p.positional.push_back(a);
-      continue;
-    }
-    if (a == "--") {
-      options_end = true;
-      continue;
-    }
-    std::string name = a;
-    std::string value;
-    bool has_value = false;
-    if (size_t eq = a.find('='); a.rfind("--", 0) == 0 && eq != std::string::npos) {
-      name = a.substr(0, eq);
-      value = a.substr(eq + 1);
-      has_value = true;
-    }
-    if (std::find(valued.begin(), valued.end(), name) == valued.end()) {
-      problem = "unknown option '" + name + "'";
-      return false;
-    }
-    if (!has_value) {
-      if (i + 1 >= args.size()) {
-        problem = "option '" + name + "' needs a value";
-        return false;
-      }
-      value = args[++i];
-    }
-    p.options[name] = value;
-  }
-  return true;
-}
-
-bool ParseCount(const std::string& text, uint64_t& value) {
-  const char* end = text.data() + text.size();
-  auto [ptr, ec] = std::from_chars(text.data(), end, value);
-  return !text.empty() && ec == std::errc() && ptr == end;
-}
-
-bool WantsHelp(const Args& args) {
-  return std::any_of(args.begin(), args.end(), [](const std::string& a) { return IsHelp(a); });
-}
-
-int Fail(std::ostream& err, const std::string& what, int code) {
-  err << "kestrum-cli: " << what << ": " << ResultMessage(code) << "\n";
-  return kExitFailed;
-}
-
-// Writes a JSON value on one line; texts that are not UTF-8 cannot occur (record_json makes
-// them), but a replacement character is still better than an exception.
-void WriteJson(std::ostream& out, const Json& j) {
-  out << j.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-// Writes "[\n", the elements one per line separated by ",\n", and "]".
-class JsonArrayWriter {
- public:
-  explicit JsonArrayWriter(std::ostream& out) : out_(out) { out_ << "[\n"; }
-  void Add(const Json& j) {
-    if (!first_) out_ << ",\n";
-    first_ = false;
-    WriteJson(out_, j);
-  }
-  void Close() { out_ << "]"; }
-
- private:
-  std::ostream& out_;
-  bool first_ = true;
-};
-
-std::string FormatDate(ADate d) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%04d-%02d-%02d", YearOf(d), MonthOf(d) + 1, DayOf(d));
-  return buf;
-}
-
-std::string FormatAmount(double v, int decimals) {
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
-  return buf;
-}
-
 // Round trip of a new record of `type` through its body; see kTypesUsage.
 bool RoundTrips(uint32_t type) {
   std::unique_ptr<TBaseEntry> entry = CreateEntry(type);
@@ -227,12 +133,6 @@ bool RoundTrips(uint32_t type) {
   OutputStream again;
   back->SaveData(again);
   return again.MemoryData() == body;
-}
-
-// Saves `db` to `path`; returns the exit status.
-int SaveTo(DataBase& db, const std::string& path, std::ostream& err) {
-  int code = db.SaveFile(path);
-  return code == kResultOK ? kExitOK : Fail(err, path, code);
 }
 
 int PartDump(const Parsed& p, std::ostream& out, std::ostream& err) {
@@ -256,8 +156,8 @@ int PartApply(const Parsed& p, std::ostream& err) {
     int code = db.ReadPart(p.positional[i]);
     if (code != kResultOK) return Fail(err, p.positional[i], code);
   }
-  auto o = p.options.find("-o");
-  return SaveTo(db, o == p.options.end() ? file : o->second, err);
+  const std::string* o = p.Last("-o");
+  return SaveTo(db, o == nullptr ? file : *o, err);
 }
 
 }  // namespace
@@ -404,7 +304,7 @@ int CheckCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kCheckUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {}, p, problem)) return Usage(err, kCheckUsage, problem);
+  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kCheckUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kCheckUsage, "check takes one FILE");
   const std::string& path = p.positional[0];
   DataBase db;
@@ -437,7 +337,7 @@ int DumpCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kDumpUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {}, p, problem)) return Usage(err, kDumpUsage, problem);
+  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kDumpUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kDumpUsage, "dump takes one FILE");
   DataBase db;
   uint32_t format = 0;
@@ -452,7 +352,7 @@ int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kConvertUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {}, p, problem)) return Usage(err, kConvertUsage, problem);
+  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kConvertUsage, problem);
   if (p.positional.size() != 2) return Usage(err, kConvertUsage, "convert takes IN and OUT");
   DataBase db;
   uint32_t format = 0;
@@ -466,7 +366,7 @@ int MergeCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kMergeUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {"-o"}, p, problem)) return Usage(err, kMergeUsage, problem);
+  if (!Parse(args, {"-o"}, {}, p, problem)) return Usage(err, kMergeUsage, problem);
   if (p.positional.size() != 2) return Usage(err, kMergeUsage, "merge takes FILE and OTHER");
   const std::string& file = p.positional[0];
   DataBase db;
@@ -475,15 +375,15 @@ int MergeCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (int code = db.MergeFilePath(p.positional[1]); code != kResultOK) {
     return Fail(err, p.positional[1], code);
   }
-  auto o = p.options.find("-o");
-  return SaveTo(db, o == p.options.end() ? file : o->second, err);
+  const std::string* o = p.Last("-o");
+  return SaveTo(db, o == nullptr ? file : *o, err);
 }
 
 int PartCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kPartUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {"-o"}, p, problem)) return Usage(err, kPartUsage, problem);
+  if (!Parse(args, {"-o"}, {}, p, problem)) return Usage(err, kPartUsage, problem);
   if (p.positional.empty()) return Usage(err, kPartUsage, "part needs dump or apply");
   if (p.positional[0] == "dump") return PartDump(p, out, err);
   if (p.positional[0] == "apply") return PartApply(p, err);
@@ -494,18 +394,18 @@ int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kGenerateUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {"--transactions", "--seed"}, p, problem)) {
+  if (!Parse(args, {"--transactions", "--seed"}, {}, p, problem)) {
     return Usage(err, kGenerateUsage, problem);
   }
   if (p.positional.size() != 1) return Usage(err, kGenerateUsage, "generate takes one OUT");
   uint64_t transactions = 0;
   uint64_t seed = 1;
-  auto n = p.options.find("--transactions");
-  if (n == p.options.end()) return Usage(err, kGenerateUsage, "--transactions is required");
-  if (!ParseCount(n->second, transactions)) {
+  const std::string* n = p.Last("--transactions");
+  if (n == nullptr) return Usage(err, kGenerateUsage, "--transactions is required");
+  if (!ParseCount(*n, transactions)) {
     return Usage(err, kGenerateUsage, "--transactions wants a whole number");
   }
-  if (auto s = p.options.find("--seed"); s != p.options.end() && !ParseCount(s->second, seed)) {
+  if (const std::string* s = p.Last("--seed"); s != nullptr && !ParseCount(*s, seed)) {
     return Usage(err, kGenerateUsage, "--seed wants a whole number");
   }
   DataBase db;
@@ -521,7 +421,7 @@ int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kSummaryUsage);
   Parsed p;
   std::string problem;
-  if (!Parse(args, {}, p, problem)) return Usage(err, kSummaryUsage, problem);
+  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kSummaryUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kSummaryUsage, "summary takes one FILE");
   DataBase db;
   uint32_t format = 0;
@@ -599,8 +499,10 @@ int Run(const Args& args, std::ostream& out, std::ostream& err) {
       {"summary", SummaryCommand}, {"types", TypesCommand},
   };
   auto it = kCommands.find(command);
-  if (it == kCommands.end()) return Usage(err, kUsage, "unknown command '" + command + "'");
-  return it->second(rest, out, err);
+  if (it != kCommands.end()) return it->second(rest, out, err);
+  bool known = false;
+  int status = BookCommand(command, rest, out, err, known);
+  return known ? status : Usage(err, kUsage, "unknown command '" + command + "'");
 }
 
 }  // namespace vemra::cli

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/database/database.h"
@@ -35,6 +36,11 @@ int MergeCommand(const Args& args, std::ostream& out, std::ostream& err);
 int PartCommand(const Args& args, std::ostream& out, std::ostream& err);
 int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err);
 int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err);
+
+// Runs the book command `name` (new, accounts, transactions, categories, currencies, rate, add,
+// edit, delete) with `args`; `known` tells whether there is such a command.
+int BookCommand(std::string_view name, const Args& args, std::ostream& out, std::ostream& err,
+                bool& known);
 
 // Returns the message shown for a result code of the file and sync-part operations.
 std::string ResultMessage(int code);

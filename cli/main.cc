@@ -1,4 +1,5 @@
 // kestrum-cli: the command-line tool over the Kestrum engine.
+#include <clocale>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -10,6 +11,8 @@ int main(int argc, char** argv) {
   // Standard output carries the commands' data (JSON among it), and every failure is reported
   // on standard error with its message, so the engine's diagnostic lines stay off.
   vemra::platform::SetLogOutput(nullptr);
+  // Names are compared without letter case in every script, not only in ASCII.
+  std::setlocale(LC_CTYPE, "C.UTF-8");
   std::vector<std::string> args(argv + 1, argv + argc);
   int status = vemra::cli::Run(args, std::cout, std::cerr);
   std::cout.flush();

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "collections/interfaces.h"
+#include "core/records/header.h"
 
 namespace vemra {
 
@@ -41,6 +42,25 @@ class Categories : public ICategories {
   std::vector<TCategory> GetChildren(uint64_t parent, bool with_strings);
 
  private:
+  // One category that a delete removes, and the ID that references to it take instead.
+  struct Removal {
+    uint64_t ID = 0;
+    uint64_t Replacement = 0;
+  };
+
+  // The container's category record `id` (no texts), or null for a fixed root, an absent
+  // record or a record of another type.
+  const TCategory* Find(uint64_t id);
+  // Whether `c` or a category above it carries `flag` set by an owner other than the current
+  // user (who must not be 0). A missing parent or a cycle ends the walk with false.
+  bool MarkedUpChain(const TCategory& c, uint8_t THeader::*flag);
+  // The categories that deleting `top` with its children removes, deepest first, with the IDs
+  // their references move to. `top` (whose parent is `parent`) comes last.
+  std::vector<Removal> PlanRemovals(uint64_t top, uint64_t parent);
+  // Applies the removals, in order, to the category references of every transaction, scheduled
+  // transaction, loan, budget, event and scheduled event, storing each changed record once.
+  void RewireReferences(const std::vector<Removal>& plan);
+
   DataBase* db_;
 };
 

@@ -1,0 +1,259 @@
+#include "collections/transactions.h"
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "collections/testing/book.h"
+#include "core/records/scheduled_transaction.h"
+
+namespace vemra {
+namespace {
+
+using testing::BookTest;
+using testing::kEuro;
+using testing::kToday;
+using testing::Marks;
+
+// The tree as one line: headers as "[type", records as "t<ID>", "s<ID>", "c<ID>", children in
+// parentheses.
+std::string Shape(const NodeList& nodes) {
+  std::string out;
+  for (const auto& n : nodes) {
+    if (!out.empty()) out += ' ';
+    switch (n->Type) {
+      case NodeType::Transaction:
+        out += "t" + std::to_string(n->Transaction->Header.ID % 1000);
+        break;
+      case NodeType::Split:
+        out += "s" + std::to_string(n->Split->Header.ID % 1000);
+        break;
+      case NodeType::Category:
+        out += "c" + std::to_string(n->Category->Header.ID % 1000);
+        break;
+      default:
+        out += "[" + std::to_string(n->Type);
+    }
+    if (!n->Children.empty()) out += "(" + Shape(n->Children) + ")";
+  }
+  return out;
+}
+
+class TransactionsTest : public BookTest {
+ protected:
+  TransactionsTest() {
+    db.Period = TimeInterval(ADate(kToday - 10), ADate(kToday + 10));
+    account = Account(kEuro, 100);
+  }
+  // Adds a transaction with ID `id` (kept small so that shapes stay readable).
+  uint64_t Add(uint64_t id, TTransaction t, uint64_t category = 0) {
+    t.Header.ID = id;
+    t.Categories.CategoryID = category;
+    return db.StoreEntry(t.Clone());
+  }
+  std::string Tree(bool by_days, int group_by) {
+    return Shape(db.Transactions().GetTransactionsTree(by_days, group_by, kEuro, {}));
+  }
+  uint64_t account = 0;
+};
+
+TEST_F(TransactionsTest, TreeByKindAlwaysHasThreeHeadersAndLinksCategoryChainsOnce) {
+  EXPECT_EQ(Tree(false, GroupBy::Category), "[-3 [-2 [-4");
+  // Categories with chosen IDs: 10 > 20 > 30 > 40 (a chain four deep), 50 under 30, and 60/61
+  // naming each other.
+  auto category = [&](uint64_t id, uint64_t parent) {
+    TCategory c;
+    c.Header.ID = id;
+    c.Data.RootID = parent;
+    db.StoreEntry(c.Clone());
+  };
+  category(10, kCategoryRoot);
+  category(20, 10);
+  category(30, 20);
+  category(40, 30);
+  category(50, 30);
+  category(60, 61);
+  category(61, 60);
+  Add(101, Tx(-1, account, 1, 0, 0), 40);
+  Add(102, Tx(-1, account, 1, 0, 0), 50);
+  Add(103, Tx(-1, account, 1, 0, 0));      // no category
+  Add(104, Tx(-1, account, 1, 0, 0), 99);  // a category that does not exist
+  Add(105, Tx(-1, account, 1, 0, 0), 20);
+  Add(106, Tx(-1, account, 1, 0, 0), 60);
+  Add(107, Tx(-1, 0, 0, account, 5), 61);
+  Add(108, Tx(-1, account, 1, account, 1));
+  EXPECT_EQ(Tree(false, GroupBy::Category),
+            "[-3(c60(c61(t107))) "
+            "[-2(t103 t104 c10(c20(t105 c30(c40(t101) c50(t102)))) c61(c60(t106))) "
+            "[-4(t108)");
+}
+
+TEST_F(TransactionsTest, TreeByDaysNumbersUntimedTransactionsAndReversesEachDay) {
+  Add(201, Tx(-2, account, 1, 0, 0));
+  Add(202, Tx(-2, account, 1, 0, 0, 5000));
+  Add(203, Tx(-2, account, 1, 0, 0));
+  Add(204, Tx(-2, account, 1, 0, 0));
+  Add(205, Tx(0, account, 1, 0, 0));
+  NodeList tree = db.Transactions().GetTransactionsTree(true, GroupBy::None, kEuro, {});
+  EXPECT_EQ(Shape(tree), "[-1(t202 t204 t203 t201) [-1(t205)");
+  std::vector<uint32_t> times;
+  for (const auto& n : tree.front()->Children) times.push_back(n->Transaction->Data.Time);
+  EXPECT_EQ(times, (std::vector<uint32_t>{5000, 3, 2, 1}));
+  EXPECT_EQ(tree.front()->Date, ADate(kToday - 2));
+  EXPECT_DOUBLE_EQ(tree.back()->Children.front()->Balance, 95);
+}
+
+TEST_F(TransactionsTest, SplitGroupingFollowsLooseTransactionsAndShowsFirstPartBalance) {
+  TSplit split;
+  split.Header.ID = 300;
+  split.Data.Date = ADate(kToday - 1);
+  std::vector<TTransaction> parts{Tx(0, account, 10, 0, 0), Tx(0, account, 20, 0, 0)};
+  parts[0].Header.ID = 301;
+  parts[1].Header.ID = 302;
+  ASSERT_TRUE(db.StoreSplit(split, parts));
+  Add(303, Tx(-1, account, 1, 0, 0, 99999999));
+  NodeList tree = db.Transactions().GetTransactionsTree(false, GroupBy::Split, kEuro, {});
+  EXPECT_EQ(Shape(tree), "[-3 [-2(t303 s300(t301 t302)) [-4");
+  const Node& node = *(*std::next(tree.begin()))->Children.back();
+  EXPECT_DOUBLE_EQ(node.Balance, 90);
+  EXPECT_EQ(node.Split->Data.Time, parts[0].Data.Time);
+}
+
+TEST_F(TransactionsTest, SchedulesTurnTransactionsIntoScheduledOnesAndBack) {
+  ITransactions& transactions = db.Transactions();
+  TSchedule monthly;
+  monthly.ScheduleType = 4;
+  monthly.BeginDate = ADate(kToday + 5);
+  TTransaction rent = Tx(5, account, 700, 0, 0);
+  rent.Name = L"rent";
+  uint64_t id = transactions.AddTransaction(rent, monthly);
+  ASSERT_NE(id, 0u);
+  EXPECT_EQ(db.FindEntry(id, 1), nullptr);
+  ASSERT_NE(db.FindEntry(id, 0), nullptr);
+  EXPECT_EQ(db.FindEntry(id, 0)->Header.Type, etScheduledTransaction);
+
+  TTransaction plain = transactions.GetTransaction(id);  // the schedule as a plain copy
+  EXPECT_EQ(plain.Header.ID, id);
+  EXPECT_EQ(plain.Header.Type, etTransaction);
+  EXPECT_EQ(std::wstring(plain.Name), L"rent");
+  plain.Data.WithdrawAmount = 750;
+  ASSERT_EQ(transactions.UpdateTransaction(plain, TSchedule()), id);  // stays scheduled
+  const auto& stored = static_cast<const TScheduledTransaction&>(*db.FindEntry(id, 0));
+  EXPECT_EQ(stored.Data.WithdrawAmount, 750);
+  EXPECT_EQ(stored.Schedule.ScheduleType, 0);
+
+  uint64_t once = transactions.AddTransaction(Tx(0, account, 1, 0, 0), TSchedule());
+  EXPECT_EQ(db.FindEntry(once, 1)->Header.Type, etTransaction);
+  EXPECT_TRUE(transactions.DeleteTransaction(id));
+  EXPECT_TRUE(transactions.DeleteTransaction(once));
+  EXPECT_FALSE(transactions.DeleteTransaction(once));
+  EXPECT_EQ(transactions.GetTransaction(once).Header.ID, 0u);
+}
+
+TEST_F(TransactionsTest, OtherUsersMarksHideAndLockTransactions) {
+  uint64_t owner = User(), other = User();
+  uint64_t hidden_account = Account(kEuro, 0, 0, {owner, true, true});
+  uint64_t hidden_category = Category(kCategoryRoot, L"", {owner, true, false});
+  uint64_t child_of_hidden = Category(hidden_category);
+  ITransactions& transactions = db.Transactions();
+  uint64_t transfer = transactions.AddTransaction(Tx(0, hidden_account, 5, account, 5), {});
+  uint64_t expense = transactions.AddTransaction(Tx(0, hidden_account, 5, 0, 0), {});
+  TTransaction categorized = Tx(0, account, 1, 0, 0);
+  categorized.Categories.CategoryID = child_of_hidden;
+  uint64_t in_hidden = transactions.AddTransaction(categorized, {});
+  TTransaction own = Tx(0, account, 1, 0, 0);
+  own.Name = L"private";
+  uint64_t marked = Store(own, {owner, true, true});
+  uint64_t free = transactions.AddTransaction(Tx(0, account, 1, 0, 0), {});
+
+  db.SetCurrentUser(other);
+  // Both sides must be hidden to hide a transfer; a side without account never is.
+  EXPECT_FALSE(transactions.IsHidden(transfer));
+  EXPECT_TRUE(transactions.IsReadOnly(transfer));  // one locked side locks it
+  EXPECT_FALSE(transactions.IsHidden(expense));
+  EXPECT_TRUE(transactions.IsHidden(in_hidden));
+  EXPECT_TRUE(transactions.IsReadOnly(in_hidden));
+  EXPECT_TRUE(transactions.IsHidden(marked));
+  EXPECT_TRUE(transactions.IsReadOnly(marked));
+  EXPECT_FALSE(transactions.IsHidden(free) || transactions.IsReadOnly(free));
+  TTransaction edit = transactions.GetTransaction(transfer);
+  EXPECT_EQ(transactions.UpdateTransaction(edit, {}), 0u);
+  EXPECT_FALSE(transactions.DeleteTransaction(marked));
+  std::list<TDescription> descriptions = transactions.GetDescriptions();
+  EXPECT_TRUE(descriptions.empty());
+
+  db.SetCurrentUser(owner);
+  EXPECT_FALSE(transactions.IsHidden(marked) || transactions.IsReadOnly(transfer));
+  EXPECT_EQ(transactions.GetDescriptions().size(), 1u);
+}
+
+TEST_F(TransactionsTest, DescriptionsNameTheLatestTransactionPerCategoryKindAndText) {
+  uint64_t food = Category(kCategoryRoot, L"Food");
+  ITransactions& transactions = db.Transactions();
+  auto add = [&](TTransaction t, const wchar_t* name, uint64_t category) {
+    t.Name = name;
+    t.Categories.CategoryID = category;
+    return transactions.AddTransaction(t, {});
+  };
+  add(Tx(0, account, 1, 0, 0), L"bread", food);
+  uint64_t later_bread = add(Tx(-5, account, 1, 0, 0), L"bread", food);
+  uint64_t apples = add(Tx(0, account, 1, 0, 0), L"Apples", food);
+  uint64_t refund = add(Tx(0, 0, 0, account, 1), L"bread", food);
+  uint64_t bare = add(Tx(0, account, 1, 0, 0), L"tip", 0);
+  add(Tx(0, account, 1, 0, 0), L"", food);
+
+  std::vector<std::tuple<int32_t, uint64_t, std::wstring, std::wstring>> got;
+  for (const TDescription& d : transactions.GetDescriptions()) {
+    got.emplace_back(d.Kind, d.TransactionID, d.Description, d.CategoryName);
+  }
+  EXPECT_EQ(got, (std::vector<std::tuple<int32_t, uint64_t, std::wstring, std::wstring>>{
+                     {0, bare, L"tip", L""},
+                     {0, apples, L"Apples", L"Food"},
+                     {0, later_bread, L"bread", L"Food"},
+                     {1, refund, L"bread", L"Food"}}));
+}
+
+TEST_F(TransactionsTest, SplitsMoveTheirPartsAndStopDeletingAtARefusedPart) {
+  TSplit split;
+  split.Data.Date = ADate(kToday - 3);
+  std::vector<TTransaction> parts{Tx(0, account, 10, 0, 0), Tx(0, account, 20, 0, 0)};
+  ASSERT_TRUE(db.StoreSplit(split, parts));
+  ISplits& splits = db.Splits();
+  ITransactions& transactions = db.Transactions();
+
+  // Moving one part moves the split and its other parts.
+  TTransaction first = transactions.GetTransaction(parts[0].Header.ID);
+  first.Data.Date = ADate(kToday - 1);
+  first.Data.Time = 1234;
+  ASSERT_NE(transactions.UpdateTransaction(first, {}), 0u);
+  EXPECT_EQ(splits.GetSplit(split.Header.ID).Data.Date, ADate(kToday - 1));
+  for (const TTransaction& part : splits.GetSplitTransactions(split.Header.ID)) {
+    EXPECT_EQ(part.Data.Date, ADate(kToday - 1));
+    EXPECT_EQ(part.Data.Time, 1234u);
+  }
+  EXPECT_EQ(splits.GetSplitTransactions(split.Header.ID).size(), 2u);
+
+  // Updating the split record alone keeps its parts.
+  TSplit record = splits.GetSplit(split.Header.ID);
+  record.Data.Date = ADate(kToday);
+  ASSERT_EQ(splits.UpdateSplit(record), split.Header.ID);
+  EXPECT_EQ(transactions.GetTransaction(parts[1].Header.ID).Data.Date, ADate(kToday));
+
+  // Another user's locked part stops the delete: the first part goes, the split stays.
+  uint64_t owner = User(), other = User();
+  TTransaction locked = transactions.GetTransaction(parts[1].Header.ID);
+  locked.Header.OwnerID = owner;
+  locked.Header.ReadOnly = 1;
+  db.StoreEntry(locked.Clone());
+  db.SetCurrentUser(other);
+  EXPECT_FALSE(splits.DeleteSplit(split.Header.ID));
+  EXPECT_EQ(db.FindEntry(parts[0].Header.ID, 1), nullptr);
+  EXPECT_NE(db.FindEntry(split.Header.ID, 0), nullptr);
+  db.SetCurrentUser(owner);
+  EXPECT_TRUE(splits.DeleteSplit(split.Header.ID));
+  EXPECT_EQ(db.FindEntry(split.Header.ID, 0), nullptr);
+  EXPECT_FALSE(splits.DeleteSplit(split.Header.ID));
+}
+
+}  // namespace
+}  // namespace vemra

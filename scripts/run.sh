@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs Kestrum's main job: makes the demo book (once) and
-# shows what it holds.
+# shows what it holds: its records, the account list and this month's transactions by category.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,4 +16,7 @@ if [ ! -f "$book" ]; then
   "$cli" generate "$book" --transactions 20000 --seed 1
 fi
 "$cli" check "$book"
-"$cli" summary "$book"
+echo
+"$cli" accounts "$book"
+echo
+"$cli" transactions "$book" --period month --group-by category

@@ -53,6 +53,8 @@ void DataBase::Link(const TBaseEntry& e, bool add) {
   if (e.GetTableIndex() != 4) return;
   uint64_t parent = e.GetParentID();
   if (parent == 0) return;
+  // The cache answers GetSortOrder; only a change of a sort-order record can make it stale.
+  if (e.Header.Type == etSortOrder) sort_order_cache_.erase(parent);
   if (add) {
     children_.emplace(parent, e.Header.ID);
   } else {
@@ -111,7 +113,6 @@ uint64_t DataBase::StoreEntry(std::unique_ptr<TBaseEntry> e, uint64_t stamp) {
     old = table.find(e->Header.ID);
     CurrentStep().Replaced.push_back(Exchange(old->second, std::move(e)));
     sync_journal_.push_back({old->first, 0, old->second->Header.Type});
-    sort_order_cache_.clear();
     return old->first;
   }
   if (e->Header.ID == 0) e->Header.ID = NewID();
@@ -124,7 +125,6 @@ uint64_t DataBase::StoreEntry(std::unique_ptr<TBaseEntry> e, uint64_t stamp) {
   uint64_t id = Insert(std::move(e));
   CurrentStep().Added.emplace_back(table_index, id);
   sync_journal_.push_back({id, 0, type});
-  sort_order_cache_.clear();
   return id;
 }
 
@@ -144,7 +144,6 @@ bool DataBase::DeleteEntry(uint32_t table, uint64_t id) {
   marker->second.Size = 0;
   sync_journal_.push_back({id, 1, record->Header.Type});
   CurrentStep().Replaced.push_back(std::move(record));
-  sort_order_cache_.clear();
   return true;
 }
 
@@ -207,31 +206,33 @@ void DataBase::ReplaceChildren(uint64_t parent_id, uint32_t type,
   links.clear();
 }
 
+std::vector<const TSortOrder*> DataBase::SortOrders(uint64_t item_id) {
+  std::vector<const TBaseEntry*> links;
+  CollectChildren(item_id, etSortOrder, links);
+  std::vector<const TSortOrder*> mine;
+  for (const TBaseEntry* e : links) {
+    const auto& so = static_cast<const TSortOrder&>(*e);
+    if (so.Data.UserID == current_user_id_) mine.push_back(&so);
+  }
+  return mine;
+}
+
 void DataBase::GetSortOrder(uint64_t item_id, uint32_t& order, bool& expanded) {
   if (auto it = sort_order_cache_.find(item_id); it != sort_order_cache_.end()) {
     order = it->second.first;
     expanded = it->second.second;
     return;
   }
-  for (const auto& [id, e] : tables_[4]) {
-    if (e->Header.Type != etSortOrder) continue;
-    const auto& so = static_cast<const TSortOrder&>(*e);
-    if (so.Data.UserID == current_user_id_ && so.Data.EntryID == item_id) {
-      order = so.Data.Order;
-      expanded = so.Data.Expanded != 0;
-      sort_order_cache_[item_id] = {order, expanded};
-      return;
-    }
-  }
+  std::vector<const TSortOrder*> mine = SortOrders(item_id);
+  if (mine.empty()) return;
+  order = mine[0]->Data.Order;
+  expanded = mine[0]->Data.Expanded != 0;
+  sort_order_cache_[item_id] = {order, expanded};
 }
 
 void DataBase::SetSortOrder(uint64_t item_id, uint32_t order, bool expanded) {
   std::vector<uint64_t> ids;
-  for (const auto& [id, e] : tables_[4]) {
-    if (e->Header.Type != etSortOrder) continue;
-    const auto& so = static_cast<const TSortOrder&>(*e);
-    if (so.Data.UserID == current_user_id_ && so.Data.EntryID == item_id) ids.push_back(id);
-  }
+  for (const TSortOrder* so : SortOrders(item_id)) ids.push_back(so->Header.ID);
   auto record = std::make_unique<TSortOrder>();
   if (!ids.empty()) *record = static_cast<const TSortOrder&>(*FindEntry(ids[0], 4));
   record->Data.UserID = current_user_id_;
@@ -428,6 +429,8 @@ void DataBase::Close() {
   Loaded = false;
   ReadOnly = false;
   user_selected_ = false;
+  // A user of the closed database means nothing to the next one.
+  current_user_id_ = 0;
 }
 
 }  // namespace vemra

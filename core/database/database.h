@@ -22,6 +22,7 @@
 #include "core/records/event.h"
 #include "core/records/schedule.h"
 #include "core/records/scheduled_event.h"
+#include "core/records/sort_order.h"
 #include "core/records/split.h"
 #include "core/records/transaction.h"
 #include "core/records/user.h"
@@ -353,6 +354,8 @@ class DataBase : public TCoreDB {
   // True when the current user may not change record `e` (someone else's read-only record).
   bool IsForeignReadOnly(const TBaseEntry& e) const;
   TUndoHistoryItem& CurrentStep();
+  // The current user's sort-order records of `item_id`, in ID order.
+  std::vector<const TSortOrder*> SortOrders(uint64_t item_id);
   void DiscardStepsFrom(uint32_t first);
   // The only ways records enter and leave the tables, so that the link index stays right.
   // Puts `e` into its table (replacing and destroying a record with its ID); returns the ID.

@@ -1,0 +1,1075 @@
+// The everyday commands over a book: reading accounts, transactions, categories, currencies and
+// rates, and adding, editing and deleting transactions. All reads and changes go through the
+// database's collections, as the desktop views do.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cwctype>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <set>
+
+#include "cli/cli_util.h"
+#include "cli/commands.h"
+#include "collections/interfaces.h"
+#include "core/records/currency.h"
+#include "core/records/scheduled_transaction.h"
+#include "platform/unicode.h"
+#include "resources/new_database.h"
+
+namespace vemra::cli {
+namespace {
+
+constexpr std::string_view kNewUsage =
+    "usage: kestrum-cli new FILE [--lang en|ru]\n"
+    "\n"
+    "Makes a new database FILE from the built-in template of the language (default en): the\n"
+    "world's main currencies, an account, a category tree and a few payees, the current month\n"
+    "as period. FILE must not exist yet.\n";
+
+constexpr std::string_view kAccountsUsage =
+    "usage: kestrum-cli accounts FILE [--json]\n"
+    "\n"
+    "Shows the account list: the overall balance in the default currency, the accounts without\n"
+    "group, then each group with its balance in the group's currency and its accounts. A\n"
+    "balance counts the opening balance and the cleared transactions up to today.\n";
+
+constexpr std::string_view kTransactionsUsage =
+    "usage: kestrum-cli transactions FILE [--from DATE --to DATE | --period PERIOD]\n"
+    "           [--group-by date|kind|category|payee|split] [--account NAME_OR_ID]...\n"
+    "           [--currency CODE] [--json]\n"
+    "\n"
+    "Shows the transactions of a period as the transaction list does: under a header per day\n"
+    "(date, the default) or per kind (kind), optionally grouped below the kind by category or\n"
+    "payee, or below the day by split. Each transaction shows its running balance; each group\n"
+    "its total, leaving out uncleared transactions (marked '!').\n"
+    "PERIOD is day, week (Monday to Sunday), month (default), quarter, year or all, each the\n"
+    "one containing today; DATE is YYYY-MM-DD. Amounts are in CODE (default: the default\n"
+    "currency); --account (repeatable) restricts the list to those accounts.\n";
+
+constexpr std::string_view kCategoriesUsage =
+    "usage: kestrum-cli categories FILE [--payees] [--json]\n"
+    "\n"
+    "Shows the category tree, or with --payees the payee tree.\n";
+
+constexpr std::string_view kCurrenciesUsage =
+    "usage: kestrum-cli currencies FILE [--json]\n"
+    "\n"
+    "Lists the currencies, enabled ones first, with code, symbol, decimals, name and the rate\n"
+    "into the default currency (marked '*').\n";
+
+constexpr std::string_view kRateUsage =
+    "usage: kestrum-cli rate FILE FROM TO [RATE] [--json]\n"
+    "\n"
+    "Shows the exchange rate between the currencies with the codes FROM and TO (the price of\n"
+    "one FROM in TO), or sets it to RATE, dated today.\n";
+
+constexpr std::string_view kAddUsage =
+    "usage: kestrum-cli add FILE (--expense | --income | --transfer) --amount X --account A\n"
+    "           [--to-account B] [--to-amount Y] [--date YYYY-MM-DD] [--category PATH]\n"
+    "           [--payee NAME] [--name TEXT] [--comment TEXT] [--uncleared] [--json]\n"
+    "\n"
+    "Adds a transaction. An expense takes X from account A, an income puts X into A, a\n"
+    "transfer takes X from A and puts Y into B (Y defaults to X, converted at the current rate\n"
+    "when the currencies differ). Accounts are given by name or ID. PATH names a category as\n"
+    "'Food/Groceries'; missing categories and payees are created. The date defaults to today.\n";
+
+constexpr std::string_view kEditUsage =
+    "usage: kestrum-cli edit FILE ID [--expense | --income | --transfer] [--amount X]\n"
+    "           [--account A] [--to-account B] [--to-amount Y] [--date YYYY-MM-DD]\n"
+    "           [--category PATH] [--payee NAME] [--name TEXT] [--comment TEXT]\n"
+    "           [--cleared | --uncleared] [--json]\n"
+    "\n"
+    "Changes the transaction ID: the options given replace what it holds (see add); an empty\n"
+    "--category, --payee, --name or --comment clears it.\n";
+
+constexpr std::string_view kDeleteUsage =
+    "usage: kestrum-cli delete FILE ID\n"
+    "\n"
+    "Deletes the transaction (or scheduled transaction) ID.\n";
+
+// ---- Opening and naming ----
+
+// Opens the book at `path` for the commands: loaded, no user logged in, due schedules entered.
+// Returns the exit status (0, or 1 with the reason on `err`).
+int OpenBook(const std::string& path, DataBase& db, std::ostream& err) {
+  uint32_t format = 0;
+  if (int code = OpenDatabase(path, db, format); code != kResultOK) return Fail(err, path, code);
+  db.SetCurrentUser(0);
+  return kExitOK;
+}
+
+std::string Text(DataBase& db, uint64_t id) {
+  std::wstring text;
+  db.GetString(id, text);
+  return TextToUtf8(text);
+}
+
+// Pads or leaves `s` (UTF-8) to `width` characters.
+std::string Pad(const std::string& s, size_t width) {
+  size_t chars = 0;
+  for (unsigned char c : s) chars += (c & 0xC0) != 0x80;
+  return chars >= width ? s : s + std::string(width - chars, ' ');
+}
+
+// `s` (UTF-8) cut with "…" or padded to exactly `width` characters.
+std::string Fit(const std::string& s, size_t width) {
+  size_t chars = 0;
+  for (size_t i = 0; i < s.size(); ++i) {
+    if ((static_cast<unsigned char>(s[i]) & 0xC0) == 0x80) continue;
+    if (++chars == width && width > 0) {
+      size_t end = i + 1;
+      while (end < s.size() && (static_cast<unsigned char>(s[end]) & 0xC0) == 0x80) ++end;
+      if (end < s.size()) return s.substr(0, i) + "\u2026";
+    }
+  }
+  return Pad(s, width);
+}
+
+std::string PadLeft(const std::string& s, size_t width) {
+  size_t chars = 0;
+  for (unsigned char c : s) chars += (c & 0xC0) != 0x80;
+  return chars >= width ? s : std::string(width - chars, ' ') + s;
+}
+
+// How amounts of one currency are written.
+struct Money {
+  std::string code;
+  std::string symbol;
+  int decimals = 2;
+  bool symbol_after = false;
+
+  // `v` rounded to the currency's decimals, as JSON wants it.
+  double Round(double v) const {
+    double scale = std::pow(10.0, decimals);
+    double r = std::round(v * scale) / scale;
+    return r == 0 ? 0.0 : r;  // no "-0"
+  }
+  // "$1,234.50", "-$3.00", "1,234.50 ₽".
+  std::string Format(double v) const {
+    if (!std::isfinite(v)) return "NaN";
+    std::string digits = FormatAmount(std::fabs(Round(v)), decimals);
+    size_t point = digits.find('.');
+    size_t integer = point == std::string::npos ? digits.size() : point;
+    std::string grouped;
+    for (size_t i = 0; i < integer; ++i) {
+      if (i > 0 && (integer - i) % 3 == 0) grouped += ',';
+      grouped += digits[i];
+    }
+    grouped += digits.substr(integer);
+    std::string sign = Round(v) < 0 ? "-" : "";
+    if (symbol.empty()) return sign + grouped + (code.empty() ? "" : " " + code);
+    return symbol_after ? sign + grouped + " " + symbol : sign + symbol + grouped;
+  }
+};
+
+Money MoneyOf(DataBase& db, uint64_t currency_id) {
+  Money m;
+  TCurrency c = db.Currencies().GetCurrency(currency_id);
+  if (c.Header.ID == 0) return m;
+  m.code = c.GetCode();
+  m.symbol = TextToUtf8(c.Symbol);
+  m.decimals = std::min<int>(c.Data.Decimals, 9);
+  m.symbol_after = c.Data.AlignRight != 0;
+  return m;
+}
+
+// The currency with letter code `code` (compared without case); 0 when none.
+uint64_t CurrencyByCode(DataBase& db, const std::string& code) {
+  auto upper = [](std::string s) {
+    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return s;
+  };
+  for (const TCurrency& c : db.Currencies().GetAllCurrencies()) {
+    if (upper(c.GetCode()) == upper(code)) return c.Header.ID;
+  }
+  return 0;
+}
+
+// Finds the account named or numbered `key`: an exact ID, else the one account with that name
+// (compared exactly, then without case). Sets `problem` and returns 0 when none or several.
+uint64_t FindAccount(DataBase& db, const std::string& key, std::string& problem) {
+  uint64_t id = 0;
+  if (ParseCount(key, id) && db.Accounts().GetAccount(id).Header.ID == id && id != 0) return id;
+  std::wstring wanted;
+  if (!Utf8ToWide(key, wanted)) wanted.clear();
+  std::vector<uint64_t> exact, loose;
+  auto fold = [](std::wstring s) {
+    for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+    return s;
+  };
+  for (const auto& [aid, e] : db.GetTable(0)) {
+    if (e->Header.Type != etAccount || db.Accounts().IsHidden(aid)) continue;
+    std::wstring name;
+    db.GetString(static_cast<const TAccount&>(*e).Data.NameID, name);
+    if (name == wanted) exact.push_back(aid);
+    if (fold(name) == fold(wanted)) loose.push_back(aid);
+  }
+  const std::vector<uint64_t>& found = exact.empty() ? loose : exact;
+  if (found.size() == 1) return found[0];
+  problem = found.empty() ? "no account '" + key + "' (kestrum-cli accounts FILE lists them)"
+                          : "several accounts are named '" + key + "'; give its ID";
+  return 0;
+}
+
+// "Food / Groceries" for a category; empty for none.
+std::string CategoryPath(DataBase& db, uint64_t id) {
+  std::string path;
+  for (int steps = 0; id > kLastFixedRoot && steps < 64; ++steps) {
+    const TBaseEntry* e = db.FindEntry(id, 0);
+    if (e == nullptr || e->Header.Type != etCategory) break;
+    const auto& c = static_cast<const TCategory&>(*e);
+    std::string name = Text(db, c.Data.NameID);
+    path = path.empty() ? name : name + " / " + path;
+    id = c.Data.RootID;
+  }
+  return path;
+}
+
+std::string AccountName(DataBase& db, uint64_t id) {
+  if (id == 0) return "";
+  const TBaseEntry* e = db.FindEntry(id, 0);
+  if (e == nullptr || e->Header.Type != etAccount) return "#" + std::to_string(id);
+  return Text(db, static_cast<const TAccount&>(*e).Data.NameID);
+}
+
+const char* KindName(int32_t kind) {
+  return kind == 0 ? "expense" : kind == 1 ? "income" : "transfer";
+}
+
+// ---- accounts ----
+
+int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kAccountsUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, {"--json"}, p, problem)) return Usage(err, kAccountsUsage, problem);
+  if (p.positional.size() != 1) return Usage(err, kAccountsUsage, "accounts takes one FILE");
+  DataBase db;
+  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+
+  const uint64_t home = db.Currencies().GetDefaultCurrencyID();
+  const Money home_money = MoneyOf(db, home);
+  NodeList tree = db.Accounts().GetAccountsTree();
+  auto in = [&](const TAccount& a, uint64_t currency) {
+    return a.Balance * db.GetExRate(a.Data.CurrencyID, currency);
+  };
+  auto account_json = [&](const TAccount& a) {
+    Money m = MoneyOf(db, a.Data.CurrencyID);
+    Json j;
+    j["id"] = a.Header.ID;
+    j["name"] = Text(db, a.Data.NameID);
+    j["currency"] = m.code;
+    j["balance"] = m.Round(a.Balance);
+    return j;
+  };
+
+  double overall = 0;
+  Json ungrouped = Json::array(), groups = Json::array();
+  std::string text;
+  for (const auto& node : tree) {
+    if (node->Type == NodeType::Account) {
+      const TAccount& a = *node->Account;
+      overall += in(a, home);
+      ungrouped.push_back(account_json(a));
+      Money m = MoneyOf(db, a.Data.CurrencyID);
+      text +=
+          "  " + Pad(Text(db, a.Data.NameID), 32) + " " + PadLeft(m.Format(a.Balance), 18) + "\n";
+      continue;
+    }
+    const TAccGroup& g = *node->Group;
+    uint64_t currency = g.Data.CurrencyID != 0 ? g.Data.CurrencyID : home;
+    Money gm = MoneyOf(db, currency);
+    double total = 0;
+    Json members = Json::array();
+    std::string lines;
+    for (const auto& child : node->Children) {
+      const TAccount& a = *child->Account;
+      total += in(a, currency);
+      overall += in(a, home);
+      members.push_back(account_json(a));
+      lines += "    " + Pad(Text(db, a.Data.NameID), 30) + " " +
+               PadLeft(MoneyOf(db, a.Data.CurrencyID).Format(a.Balance), 18) + "\n";
+    }
+    Json j;
+    j["id"] = g.Header.ID;
+    j["name"] = Text(db, g.Data.NameID);
+    j["currency"] = gm.code;
+    j["balance"] = gm.Round(total);
+    j["accounts"] = std::move(members);
+    groups.push_back(std::move(j));
+    text += Pad(Text(db, g.Data.NameID), 34) + " " + PadLeft(gm.Format(total), 18) + "\n" + lines;
+  }
+  if (p.Has("--json")) {
+    Json j;
+    j["currency"] = home_money.code;
+    j["balance"] = home_money.Round(overall);
+    j["accounts"] = std::move(ungrouped);
+    j["groups"] = std::move(groups);
+    WriteJson(out, j);
+    out << "\n";
+    return kExitOK;
+  }
+  out << Pad("Balance (" + home_money.code + ")", 34) << " "
+      << PadLeft(home_money.Format(overall), 18) << "\n"
+      << text;
+  return kExitOK;
+}
+
+// ---- transactions ----
+
+// The period of `--period`, `--from/--to` or this month. Returns false with `problem` set.
+bool ChoosePeriod(DataBase& db, const Parsed& p, TimeInterval& period, std::string& problem) {
+  const std::string* from = p.Last("--from");
+  const std::string* to = p.Last("--to");
+  const std::string* kind = p.Last("--period");
+  if ((from != nullptr) != (to != nullptr)) {
+    problem = "--from and --to go together";
+    return false;
+  }
+  if (from != nullptr) {
+    if (kind != nullptr) {
+      problem = "give either --from/--to or --period";
+      return false;
+    }
+    ADate a, b;
+    if (!ParseDate(*from, a) || !ParseDate(*to, b)) {
+      problem = "bad date '" + (ParseDate(*from, a) ? *to : *from) + "': use YYYY-MM-DD";
+      return false;
+    }
+    period = TimeInterval(a, b);
+    return true;
+  }
+  const ADate today = TodayADate();
+  const int32_t y = YearOf(today), m = MonthOf(today);
+  const std::string k = kind == nullptr ? "month" : *kind;
+  if (k == "day") {
+    period = TimeInterval(today, today);
+  } else if (k == "week") {
+    ADate monday(today.Val - WeekdayOf(today));
+    period = TimeInterval(monday, ADate(monday.Val + 6));
+  } else if (k == "month") {
+    period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  } else if (k == "quarter") {
+    int32_t first = m - m % 3;
+    period =
+        TimeInterval(MakeADate(y, first, 1), MakeADate(y, first + 2, DaysInMonth(y, first + 2)));
+  } else if (k == "year") {
+    period = TimeInterval(MakeADate(y, 0, 1), MakeADate(y, 11, 31));
+  } else if (k == "all") {
+    period = TimeInterval(db.FirstTransactionDate(), today);
+  } else {
+    problem = "unknown period '" + k + "': use day, week, month, quarter, year or all";
+    return false;
+  }
+  return true;
+}
+
+// Writes one transaction tree, text or JSON.
+class TreePrinter {
+ public:
+  TreePrinter(DataBase& db, const Money& money, bool by_days, int group_by)
+      : db_(db), money_(money), by_days_(by_days), group_by_(group_by) {}
+
+  // The total of the cleared transactions under `node`.
+  static double Total(const Node& node) {
+    double sum = 0;
+    if (node.Type == NodeType::Transaction && node.Transaction->Data.Cleared != 0) {
+      sum += node.Transaction->Amount;
+    }
+    for (const auto& child : node.Children) sum += Total(*child);
+    return sum;
+  }
+
+  void Write(const NodeList& nodes, int depth, std::string& out) {
+    for (const auto& n : nodes) {
+      // Every line puts its amount in the same column, however deep it stands.
+      std::string line(2 * depth, ' ');
+      size_t left = (by_days_ ? kLeftColumns : kLeftColumns + 11) - line.size();
+      if (n->Type == NodeType::Transaction) {
+        line += Row(*n->Transaction, left);
+      } else {
+        line += Fit(Label(*n), std::max<size_t>(left, 12) - 1) + " " +
+                PadLeft(money_.Format(Total(*n)), 14);
+      }
+      out += line + "\n";
+      Write(n->Children, depth + 1, out);
+    }
+  }
+
+  Json ToJson(const NodeList& nodes) {
+    Json list = Json::array();
+    for (const auto& n : nodes) {
+      Json j;
+      if (n->Type == NodeType::Transaction) {
+        const TTransaction& t = *n->Transaction;
+        j["type"] = "transaction";
+        j["id"] = t.IsGhost ? 0 : t.Header.ID;
+        if (t.IsGhost) j["schedule"] = t.ScheduleID;
+        j["date"] = FormatDate(t.Data.Date);
+        j["time"] = TimeText(t.Data.Time);
+        j["kind"] = KindName(TransactionKind(t));
+        j["account"] = AccountName(
+            db_, t.Data.WithdrawAccountID != 0 ? t.Data.WithdrawAccountID : t.Data.TargetAccountID);
+        if (t.IsTransfer()) j["to_account"] = AccountName(db_, t.Data.TargetAccountID);
+        j["category"] = CategoryPath(db_, t.Categories.CategoryID);
+        j["payee"] = CategoryPath(db_, t.Categories.PayeeID);
+        j["name"] = Text(db_, t.Data.NameID);
+        j["amount"] = money_.Round(t.Amount);
+        j["balance"] = money_.Round(n->Balance);
+        j["cleared"] = t.Data.Cleared != 0;
+      } else {
+        j["type"] = TypeName(n->Type);
+        if (n->Type == NodeType::DateHeader) j["date"] = FormatDate(n->Date);
+        if (n->Type == NodeType::Category) {
+          j["id"] = n->Category->Header.ID;
+          j["name"] = Text(db_, n->Category->Data.NameID);
+        }
+        if (n->Type == NodeType::Split) {
+          j["id"] = n->Split->Header.ID;
+          j["name"] = Text(db_, n->Split->Data.NameID);
+        }
+        j["total"] = money_.Round(Total(*n));
+        j["children"] = ToJson(n->Children);
+      }
+      list.push_back(std::move(j));
+    }
+    return list;
+  }
+
+ private:
+  static const char* TypeName(int32_t type) {
+    switch (type) {
+      case NodeType::DateHeader:
+        return "date";
+      case NodeType::ExpenseHeader:
+        return "expenses";
+      case NodeType::IncomeHeader:
+        return "incomes";
+      case NodeType::TransferHeader:
+        return "transfers";
+      case NodeType::Split:
+        return "split";
+      default:
+        return "category";
+    }
+  }
+
+  // "HH:MM"; empty for the numbers the tree gives untimed transactions.
+  static std::string TimeText(uint32_t time) {
+    if (time < 1000) return "";
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02u:%02u", time / 3600000 % 24, time / 60000 % 60);
+    return buf;
+  }
+
+  std::string Label(const Node& n) {
+    switch (n.Type) {
+      case NodeType::DateHeader:
+        return FormatDate(n.Date);
+      case NodeType::ExpenseHeader:
+        return "Expenses";
+      case NodeType::IncomeHeader:
+        return "Incomes";
+      case NodeType::TransferHeader:
+        return "Transfers";
+      case NodeType::Split: {
+        std::string name = Text(db_, n.Split->Data.NameID);
+        return "Split" + (name.empty() ? "" : " \"" + name + "\"");
+      }
+      default:
+        return Text(db_, n.Category->Data.NameID);
+    }
+  }
+
+  // Characters before the amount column when the rows carry no date.
+  static constexpr size_t kLeftColumns = 72;
+
+  // One transaction; its columns before the amount take `left` characters.
+  std::string Row(const TTransaction& t, size_t left) {
+    std::string accounts = AccountName(db_, t.Data.WithdrawAccountID);
+    if (t.IsTransfer()) accounts += " -> " + AccountName(db_, t.Data.TargetAccountID);
+    if (t.Data.WithdrawAccountID == 0) accounts = AccountName(db_, t.Data.TargetAccountID);
+    // The group a row stands under already names its category or payee.
+    std::string what;
+    auto add = [&](const std::string& part) {
+      if (!part.empty()) what += (what.empty() ? "" : ", ") + part;
+    };
+    if (group_by_ != GroupBy::Category) add(CategoryPath(db_, t.Categories.CategoryID));
+    if (group_by_ != GroupBy::Payee) add(CategoryPath(db_, t.Categories.PayeeID));
+    std::string name = Text(db_, t.Data.NameID);
+    if (!name.empty()) add("\"" + name + "\"");
+    std::string mark = t.Data.Cleared == 0 ? "!" : t.IsGhost ? "~" : " ";
+    std::string start = (by_days_ ? "" : FormatDate(t.Data.Date) + " ") +
+                        Pad(TimeText(t.Data.Time), 5) + " " + mark + " " + Fit(accounts, 20) + " ";
+    size_t rest = left > start.size() + 12 ? left - start.size() : 12;
+    return start + Fit(what, rest - 1) + " " + PadLeft(money_.Format(t.Amount), 14) + " " +
+           PadLeft(money_.Format(t.Balance), 16);
+  }
+
+  DataBase& db_;
+  const Money& money_;
+  bool by_days_;
+  int group_by_;
+};
+
+int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kTransactionsUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
+             {"--json"}, p, problem)) {
+    return Usage(err, kTransactionsUsage, problem);
+  }
+  if (p.positional.size() != 1) {
+    return Usage(err, kTransactionsUsage, "transactions takes one FILE");
+  }
+  static const std::map<std::string, std::pair<bool, int>> kGroupings = {
+      {"date", {true, GroupBy::None}},          {"kind", {false, GroupBy::None}},
+      {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
+      {"split", {true, GroupBy::Split}},
+  };
+  const std::string group_by = p.Has("--group-by") ? *p.Last("--group-by") : "date";
+  auto grouping = kGroupings.find(group_by);
+  if (grouping == kGroupings.end()) {
+    return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
+  }
+  DataBase db;
+  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+  if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
+  uint64_t currency = db.Currencies().GetDefaultCurrencyID();
+  if (const std::string* code = p.Last("--currency")) {
+    currency = CurrencyByCode(db, *code);
+    if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
+  }
+  std::set<uint64_t> accounts;
+  if (p.Has("--account")) {
+    for (const std::string& key : p.options.at("--account")) {
+      uint64_t id = FindAccount(db, key, problem);
+      if (id == 0) return Refuse(err, problem);
+      accounts.insert(id);
+    }
+  }
+
+  NodeList tree = db.Transactions().GetTransactionsTree(
+      grouping->second.first, grouping->second.second, currency, accounts);
+  Money money = MoneyOf(db, currency);
+  TreePrinter printer(db, money, grouping->second.first, grouping->second.second);
+  if (p.Has("--json")) {
+    Json j;
+    j["from"] = FormatDate(db.Period.BeginDate);
+    j["to"] = FormatDate(db.Period.EndDate);
+    j["currency"] = money.code;
+    j["group_by"] = group_by;
+    j["nodes"] = printer.ToJson(tree);
+    WriteJson(out, j);
+    out << "\n";
+    return kExitOK;
+  }
+  std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
+                     FormatDate(db.Period.EndDate) + " in " + money.code +
+                     (accounts.empty() ? ", all accounts" : "") + "\n";
+  printer.Write(tree, 0, text);
+  out << text;
+  return kExitOK;
+}
+
+// ---- categories, currencies, rate ----
+
+int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kCategoriesUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, {"--json", "--payees"}, p, problem)) {
+    return Usage(err, kCategoriesUsage, problem);
+  }
+  if (p.positional.size() != 1) return Usage(err, kCategoriesUsage, "categories takes one FILE");
+  DataBase db;
+  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+  NodeList tree = db.Categories().GetCategoriesTree(p.Has("--payees") ? kPayeeRoot : kCategoryRoot);
+  std::function<Json(const NodeList&)> to_json = [&](const NodeList& nodes) {
+    Json list = Json::array();
+    for (const auto& n : nodes) {
+      Json j;
+      j["id"] = n->Category->Header.ID;
+      j["name"] = Text(db, n->Category->Data.NameID);
+      j["children"] = to_json(n->Children);
+      list.push_back(std::move(j));
+    }
+    return list;
+  };
+  std::function<void(const NodeList&, int, std::string&)> write =
+      [&](const NodeList& nodes, int depth, std::string& text) {
+        for (const auto& n : nodes) {
+          text += std::string(2 * depth, ' ') + Text(db, n->Category->Data.NameID) + "\n";
+          write(n->Children, depth + 1, text);
+        }
+      };
+  if (p.Has("--json")) {
+    WriteJson(out, to_json(tree));
+    out << "\n";
+    return kExitOK;
+  }
+  std::string text;
+  write(tree, 0, text);
+  out << text;
+  return kExitOK;
+}
+
+int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kCurrenciesUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, {"--json"}, p, problem)) return Usage(err, kCurrenciesUsage, problem);
+  if (p.positional.size() != 1) return Usage(err, kCurrenciesUsage, "currencies takes one FILE");
+  DataBase db;
+  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+  ICurrencies& currencies = db.Currencies();
+  const uint64_t home = currencies.GetDefaultCurrencyID();
+  Json list = Json::array();
+  std::string text;
+  for (const TCurrency& c : currencies.GetAllCurrencies()) {
+    double rate = currencies.GetExchangeRate(c.Header.ID, home);
+    Json j;
+    j["id"] = c.Header.ID;
+    j["code"] = c.GetCode();
+    j["symbol"] = TextToUtf8(c.Symbol);
+    j["name"] = TextToUtf8(c.Name);
+    j["decimals"] = c.Data.Decimals;
+    j["enabled"] = c.Data.Enabled != 0;
+    j["default"] = c.Header.ID == home;
+    j["rate"] = rate;
+    list.push_back(std::move(j));
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.6g", rate);
+    text += std::string(c.Header.ID == home ? "* " : "  ") + Pad(c.GetCode(), 4) +
+            Pad(TextToUtf8(c.Symbol), 5) + std::to_string(c.Data.Decimals) + "  " +
+            Pad(TextToUtf8(c.Name), 28) + PadLeft(buf, 12) +
+            (c.Data.Enabled != 0 ? "" : "  (disabled)") + "\n";
+  }
+  if (p.Has("--json")) {
+    WriteJson(out, list);
+    out << "\n";
+    return kExitOK;
+  }
+  out << text;
+  return kExitOK;
+}
+
+int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kRateUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, {"--json"}, p, problem)) return Usage(err, kRateUsage, problem);
+  if (p.positional.size() != 3 && p.positional.size() != 4) {
+    return Usage(err, kRateUsage, "rate takes FILE, FROM, TO and an optional RATE");
+  }
+  double rate = 0;
+  if (p.positional.size() == 4 && (!ParseNumber(p.positional[3], rate) || !(rate > 0))) {
+    return Usage(err, kRateUsage, "bad rate '" + p.positional[3] + "': give a number above 0");
+  }
+  const std::string& file = p.positional[0];
+  DataBase db;
+  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  uint64_t from = CurrencyByCode(db, p.positional[1]);
+  uint64_t to = CurrencyByCode(db, p.positional[2]);
+  for (size_t i : {1, 2}) {
+    if ((i == 1 ? from : to) == 0) {
+      return Refuse(err, "no currency with the code '" + p.positional[i] + "'");
+    }
+  }
+  if (p.positional.size() == 4) {
+    if (from == to) return Refuse(err, "a currency has no rate to itself");
+    if (!db.Currencies().SetExchangeRate(from, to, rate)) {
+      return Refuse(err, "the database is read-only");
+    }
+    if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  }
+  rate = db.Currencies().GetExchangeRate(from, to);
+  std::string a = MoneyOf(db, from).code, b = MoneyOf(db, to).code;
+  if (p.Has("--json")) {
+    Json j;
+    j["from"] = a;
+    j["to"] = b;
+    j["rate"] = rate;
+    WriteJson(out, j);
+    out << "\n";
+    return kExitOK;
+  }
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.10g", rate);
+  out << "1 " << a << " = " << buf << " " << b << "\n";
+  return kExitOK;
+}
+
+// ---- add, edit, delete ----
+
+// The category under `root` named by the path "A/B/C" (segments compared exactly, then without
+// case), creating the missing ones when `create`. 0 for an empty path. Returns false with
+// `problem` set for an empty segment or a refused creation.
+bool ResolveCategory(DataBase& db, uint64_t root, const std::string& path, bool create,
+                     uint64_t& id, std::string& problem) {
+  id = 0;
+  if (path.empty()) return true;
+  std::wstring wide;
+  if (!Utf8ToWide(path, wide)) {
+    problem = "'" + path + "' is not UTF-8 text";
+    return false;
+  }
+  auto fold = [](std::wstring s) {
+    for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+    return s;
+  };
+  uint64_t parent = root;
+  size_t start = 0;
+  while (start <= wide.size()) {
+    size_t slash = std::min(wide.find(L'/', start), wide.size());
+    std::wstring name = wide.substr(start, slash - start);
+    size_t first = name.find_first_not_of(L' ');
+    name = first == std::wstring::npos
+               ? L""
+               : name.substr(first, name.find_last_not_of(L' ') + 1 - first);
+    if (name.empty()) {
+      problem = "empty name in the path '" + path + "'";
+      return false;
+    }
+    auto under = [&](const TCategory& c) {
+      uint64_t r = c.Data.RootID;
+      return r == parent ||
+             (parent == kCategoryRoot && (r == kCategorySubRootA || r == kCategorySubRootB));
+    };
+    uint64_t exact = 0, loose = 0;
+    for (const auto& [cid, e] : db.GetTable(0)) {
+      if (e->Header.Type != etCategory || !under(static_cast<const TCategory&>(*e))) continue;
+      if (db.Categories().IsHidden(cid)) continue;
+      std::wstring have;
+      db.GetString(static_cast<const TCategory&>(*e).Data.NameID, have);
+      if (exact == 0 && have == name) exact = cid;
+      if (loose == 0 && fold(have) == fold(name)) loose = cid;
+    }
+    uint64_t found = exact != 0 ? exact : loose;
+    if (found == 0 && create) {
+      found = db.Categories().CreateCategory(name, parent);
+      if (found == 0) {
+        problem = "cannot create '" + TextToUtf8(name) + "' here (read-only)";
+        return false;
+      }
+    }
+    if (found == 0) return true;  // checked only; created later
+    parent = found;
+    start = slash + 1;
+  }
+  id = parent;
+  return true;
+}
+
+// One line about a transaction, for the reply of add and edit.
+std::string Describe(DataBase& db, const TTransaction& t) {
+  int32_t kind = TransactionKind(t);
+  uint64_t account = kind == 1 ? t.Data.TargetAccountID : t.Data.WithdrawAccountID;
+  double amount = kind == 1 ? t.Data.TargetAmount : t.Data.WithdrawAmount;
+  std::string line = std::string(KindName(kind)) + " " + std::to_string(t.Header.ID) + ": " +
+                     FormatDate(t.Data.Date) + " " + AccountName(db, account) + " " +
+                     MoneyOf(db, db.Accounts().GetCurrencyID(account)).Format(amount);
+  if (kind == 2) {
+    line += " -> " + AccountName(db, t.Data.TargetAccountID) + " " +
+            MoneyOf(db, db.Accounts().GetCurrencyID(t.Data.TargetAccountID))
+                .Format(t.Data.TargetAmount);
+  }
+  std::string category = CategoryPath(db, t.Categories.CategoryID);
+  if (!category.empty()) line += ", " + category;
+  std::string payee = CategoryPath(db, t.Categories.PayeeID);
+  if (!payee.empty()) line += ", " + payee;
+  if (!t.Name.empty()) line += " \"" + TextToUtf8(std::wstring(t.Name)) + "\"";
+  if (t.Data.Cleared == 0) line += " (uncleared)";
+  return line;
+}
+
+Json TransactionJson(DataBase& db, const TTransaction& t) {
+  Json j;
+  j["id"] = t.Header.ID;
+  j["kind"] = KindName(TransactionKind(t));
+  j["date"] = FormatDate(t.Data.Date);
+  j["account"] = AccountName(db, t.Data.WithdrawAccountID);
+  j["amount"] = t.Data.WithdrawAmount;
+  j["to_account"] = AccountName(db, t.Data.TargetAccountID);
+  j["to_amount"] = t.Data.TargetAmount;
+  j["category"] = CategoryPath(db, t.Categories.CategoryID);
+  j["payee"] = CategoryPath(db, t.Categories.PayeeID);
+  j["name"] = TextToUtf8(std::wstring(t.Name));
+  j["comment"] = TextToUtf8(std::wstring(t.Comment));
+  j["cleared"] = t.Data.Cleared != 0;
+  return j;
+}
+
+// Reads an amount for an account's currency: a plain positive number with at most the
+// currency's decimals.
+bool ParseAmount(DataBase& db, const std::string& text, uint64_t account, double& value,
+                 std::string& problem) {
+  Money m = MoneyOf(db, db.Accounts().GetCurrencyID(account));
+  int decimals = 0;
+  if (!ParseNumber(text, value, &decimals) || !(value > 0)) {
+    problem = "bad amount '" + text + "': give a number above 0 such as 12.50";
+    return false;
+  }
+  if (decimals > m.decimals) {
+    problem = "bad amount '" + text + "': " + (m.code.empty() ? "the currency" : m.code) +
+              " amounts have " + std::to_string(m.decimals) + " decimals";
+    return false;
+  }
+  return true;
+}
+
+const std::vector<std::string_view> kTransactionOptions = {
+    "--amount",   "--to-amount", "--account", "--to-account", "--date",
+    "--category", "--payee",     "--name",    "--comment"};
+const std::vector<std::string_view> kTransactionFlags = {"--expense",   "--income",  "--transfer",
+                                                         "--uncleared", "--cleared", "--json"};
+
+// Applies the options of add or edit to `t`. Everything is checked before anything is created;
+// on false `problem` says why and `t` may be half changed (the caller then saves nothing).
+bool ApplyOptions(DataBase& db, const Parsed& p, bool adding, TTransaction& t,
+                  std::string& problem) {
+  int kind = TransactionKind(t);
+  int kinds = 0;
+  for (int k = 0; k < 3; ++k) {
+    if (p.Has(std::string("--") + KindName(k))) {
+      kind = k;
+      ++kinds;
+    }
+  }
+  if (kinds > 1 || (adding && kinds == 0)) {
+    problem = "give one of --expense, --income and --transfer";
+    return false;
+  }
+  if (p.Has("--cleared") && p.Has("--uncleared")) {
+    problem = "give --cleared or --uncleared, not both";
+    return false;
+  }
+  const bool transfer = kind == 2;
+  if (!transfer && (p.Has("--to-account") || p.Has("--to-amount"))) {
+    problem = "--to-account and --to-amount are for transfers";
+    return false;
+  }
+
+  // Accounts: the primary side (taken from for expenses and transfers, paid into for incomes).
+  uint64_t primary =
+      t.Data.WithdrawAccountID != 0 ? t.Data.WithdrawAccountID : t.Data.TargetAccountID;
+  uint64_t second = TransactionKind(t) == 2 ? t.Data.TargetAccountID : 0;
+  if (const std::string* a = p.Last("--account")) {
+    if ((primary = FindAccount(db, *a, problem)) == 0) return false;
+  } else if (adding) {
+    problem = "--account is required";
+    return false;
+  }
+  if (const std::string* b = p.Last("--to-account")) {
+    if ((second = FindAccount(db, *b, problem)) == 0) return false;
+  }
+  if (transfer && second == 0) {
+    problem = "a transfer needs --to-account";
+    return false;
+  }
+  if (transfer && second == primary) {
+    problem = "a transfer needs two different accounts";
+    return false;
+  }
+
+  // Amounts.
+  double amount = kind == 1 ? t.Data.TargetAmount : t.Data.WithdrawAmount;
+  if (TransactionKind(t) == 1 && kind != 1) amount = t.Data.TargetAmount;
+  if (TransactionKind(t) != 1 && kind == 1) amount = t.Data.WithdrawAmount;
+  if (const std::string* x = p.Last("--amount")) {
+    if (!ParseAmount(db, *x, primary, amount, problem)) return false;
+  } else if (adding) {
+    problem = "--amount is required";
+    return false;
+  }
+  double to_amount = t.Data.TargetAmount;
+  if (transfer) {
+    if (const std::string* y = p.Last("--to-amount")) {
+      if (!ParseAmount(db, *y, second, to_amount, problem)) return false;
+    } else if (p.Has("--amount") || p.Has("--account") || p.Has("--to-account") ||
+               TransactionKind(t) != 2) {
+      to_amount = MoneyOf(db, db.Accounts().GetCurrencyID(second))
+                      .Round(amount * db.Accounts().GetExchangeRate(primary, second));
+    }
+  }
+
+  ADate date = t.Data.Date;
+  if (const std::string* d = p.Last("--date"); d != nullptr && !ParseDate(*d, date)) {
+    problem = "bad date '" + *d + "': use YYYY-MM-DD";
+    return false;
+  }
+  std::wstring name = t.Name, comment = t.Comment;
+  for (auto [option, text] : {std::pair{"--name", &name}, std::pair{"--comment", &comment}}) {
+    if (const std::string* v = p.Last(option); v != nullptr && !Utf8ToWide(*v, *text)) {
+      problem = std::string(option) + " is not UTF-8 text";
+      return false;
+    }
+  }
+  // Check the category and payee paths first; create what is missing only when all is well.
+  uint64_t category = t.Categories.CategoryID, payee = t.Categories.PayeeID;
+  const std::string* category_path = p.Last("--category");
+  const std::string* payee_path = p.Last("--payee");
+  for (bool create : {false, true}) {
+    if (category_path != nullptr &&
+        !ResolveCategory(db, kCategoryRoot, *category_path, create, category, problem)) {
+      return false;
+    }
+    if (payee_path != nullptr &&
+        !ResolveCategory(db, kPayeeRoot, *payee_path, create, payee, problem)) {
+      return false;
+    }
+  }
+
+  t.Data.WithdrawAccountID = kind == 1 ? 0 : primary;
+  t.Data.WithdrawAmount = kind == 1 ? 0 : amount;
+  t.Data.TargetAccountID = kind == 0 ? 0 : kind == 1 ? primary : second;
+  t.Data.TargetAmount = kind == 0 ? 0 : kind == 1 ? amount : to_amount;
+  t.Data.Date = date;
+  t.Name = name;
+  t.Comment = comment;
+  t.Categories.CategoryID = category;
+  t.Categories.PayeeID = payee;
+  if (p.Has("--uncleared")) t.Data.Cleared = 0;
+  if (p.Has("--cleared")) t.Data.Cleared = 1;
+  return true;
+}
+
+int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kAddUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, kTransactionOptions, kTransactionFlags, p, problem)) {
+    return Usage(err, kAddUsage, problem);
+  }
+  if (p.positional.size() != 1) return Usage(err, kAddUsage, "add takes one FILE");
+  const std::string& file = p.positional[0];
+  DataBase db;
+  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  TTransaction t;
+  t.Data.Cleared = 1;
+  if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
+  t.Header.ID = db.Transactions().AddTransaction(t, TSchedule());
+  if (t.Header.ID == 0) return Refuse(err, "the transaction is read-only for this database");
+  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  t = db.Transactions().GetTransaction(t.Header.ID);
+  if (p.Has("--json")) {
+    WriteJson(out, TransactionJson(db, t));
+    out << "\n";
+  } else {
+    out << "added " << Describe(db, t) << "\n";
+  }
+  return kExitOK;
+}
+
+int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kEditUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, kTransactionOptions, kTransactionFlags, p, problem)) {
+    return Usage(err, kEditUsage, problem);
+  }
+  uint64_t id = 0;
+  if (p.positional.size() != 2 || !ParseCount(p.positional[1], id)) {
+    return Usage(err, kEditUsage, "edit takes FILE and a transaction ID");
+  }
+  const std::string& file = p.positional[0];
+  DataBase db;
+  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  TTransaction t = db.Transactions().GetTransaction(id);
+  if (t.Header.ID == 0 || id == 0 || db.Transactions().IsHidden(id)) {
+    return Refuse(err, "no transaction " + p.positional[1]);
+  }
+  if (!ApplyOptions(db, p, false, t, problem)) return Refuse(err, problem);
+  // A scheduled transaction keeps its schedule.
+  TSchedule schedule;
+  if (const TBaseEntry* e = db.FindEntry(id, 0); e && e->Header.Type == etScheduledTransaction) {
+    schedule = static_cast<const TScheduledTransaction&>(*e).Schedule;
+  }
+  if (db.Transactions().UpdateTransaction(t, schedule) == 0) {
+    return Refuse(err, "transaction " + p.positional[1] + " is read-only");
+  }
+  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  t = db.Transactions().GetTransaction(id);
+  if (p.Has("--json")) {
+    WriteJson(out, TransactionJson(db, t));
+    out << "\n";
+  } else {
+    out << "changed " << Describe(db, t) << "\n";
+  }
+  return kExitOK;
+}
+
+int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kDeleteUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kDeleteUsage, problem);
+  uint64_t id = 0;
+  if (p.positional.size() != 2 || !ParseCount(p.positional[1], id)) {
+    return Usage(err, kDeleteUsage, "delete takes FILE and a transaction ID");
+  }
+  const std::string& file = p.positional[0];
+  DataBase db;
+  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  TTransaction t = db.Transactions().GetTransaction(id);
+  if (t.Header.ID == 0 || id == 0 || db.Transactions().IsHidden(id)) {
+    return Refuse(err, "no transaction " + p.positional[1]);
+  }
+  if (!db.Transactions().DeleteTransaction(id)) {
+    return Refuse(err, "transaction " + p.positional[1] + " is read-only");
+  }
+  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  out << "deleted " << Describe(db, t) << "\n";
+  return kExitOK;
+}
+
+// ---- new ----
+
+int NewCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kNewUsage);
+  Parsed p;
+  std::string problem;
+  if (!Parse(args, {"--lang"}, {}, p, problem)) return Usage(err, kNewUsage, problem);
+  if (p.positional.size() != 1) return Usage(err, kNewUsage, "new takes one FILE");
+  const std::string lang = p.Has("--lang") ? *p.Last("--lang") : "en";
+  if (lang != "en" && lang != "ru") return Usage(err, kNewUsage, "--lang is en or ru");
+  const std::string& file = p.positional[0];
+  std::error_code ec;
+  if (std::filesystem::exists(file, ec) || ec) {
+    return Refuse(err, file + ": already exists; a new database needs a new file name");
+  }
+  DataBase db;
+  NewDatabase(db, lang);
+  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  out << file << ": new database, default currency "
+      << MoneyOf(db, db.Currencies().GetDefaultCurrencyID()).code << ", account "
+      << AccountName(db, db.UserSettings.DefaultAccountID) << "\n";
+  return kExitOK;
+}
+
+}  // namespace
+
+int BookCommand(std::string_view name, const Args& args, std::ostream& out, std::ostream& err,
+                bool& known) {
+  using Command = int (*)(const Args&, std::ostream&, std::ostream&);
+  static const std::map<std::string_view, Command> kCommands = {
+      {"new", NewCommand},
+      {"accounts", AccountsCommand},
+      {"transactions", TransactionsCommand},
+      {"categories", CategoriesCommand},
+      {"currencies", CurrenciesCommand},
+      {"rate", RateCommand},
+      {"add", AddCommand},
+      {"edit", EditCommand},
+      {"delete", DeleteCommand},
+  };
+  auto it = kCommands.find(name);
+  known = it != kCommands.end();
+  return known ? it->second(args, out, err) : kExitUsage;
+}
+
+}  // namespace vemra::cli
