@@ -735,21 +735,44 @@ bool ResolveCategory(DataBase& db, uint64_t root, const std::string& path, bool 
       problem = "empty name in the path '" + path + "'";
       return false;
     }
+    // The first name may also be a category deeper in the tree ("Groceries" for
+    // "Food/Groceries") when it names exactly one.
+    const bool anywhere = parent == root;
     auto under = [&](const TCategory& c) {
       uint64_t r = c.Data.RootID;
-      return r == parent ||
-             (parent == kCategoryRoot && (r == kCategorySubRootA || r == kCategorySubRootB));
+      if (anywhere) return db.Categories().IsInBranch(root, c.Header.ID);
+      return r == parent;
     };
-    uint64_t exact = 0, loose = 0;
+    auto is_top = [&](const TCategory& c) {
+      uint64_t r = c.Data.RootID;
+      return r == root ||
+             (root == kCategoryRoot && (r == kCategorySubRootA || r == kCategorySubRootB));
+    };
+    std::vector<uint64_t> exact, loose;
+    uint64_t top_exact = 0, top_loose = 0;
     for (const auto& [cid, e] : db.GetTable(0)) {
-      if (e->Header.Type != etCategory || !under(static_cast<const TCategory&>(*e))) continue;
-      if (db.Categories().IsHidden(cid)) continue;
+      if (e->Header.Type != etCategory) continue;
+      const auto& c = static_cast<const TCategory&>(*e);
+      if (!under(c) || db.Categories().IsHidden(cid)) continue;
       std::wstring have;
-      db.GetString(static_cast<const TCategory&>(*e).Data.NameID, have);
-      if (exact == 0 && have == name) exact = cid;
-      if (loose == 0 && fold(have) == fold(name)) loose = cid;
+      db.GetString(c.Data.NameID, have);
+      const bool same = have == name, similar = fold(have) == fold(name);
+      if (same) exact.push_back(cid);
+      if (similar) loose.push_back(cid);
+      if (same && top_exact == 0 && is_top(c)) top_exact = cid;
+      if (similar && top_loose == 0 && is_top(c)) top_loose = cid;
     }
-    uint64_t found = exact != 0 ? exact : loose;
+    uint64_t found = 0;
+    if (!anywhere) {
+      found = !exact.empty() ? exact[0] : !loose.empty() ? loose[0] : 0;
+    } else if (top_exact != 0 || top_loose != 0) {
+      found = top_exact != 0 ? top_exact : top_loose;
+    } else if (exact.size() == 1 || (exact.empty() && loose.size() == 1)) {
+      found = exact.empty() ? loose[0] : exact[0];
+    } else if (!loose.empty()) {
+      problem = "several categories are named '" + TextToUtf8(name) + "'; give its path";
+      return false;
+    }
     if (found == 0 && create) {
       found = db.Categories().CreateCategory(name, parent);
       if (found == 0) {
