@@ -308,8 +308,7 @@ int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
     j["balance"] = home_money.Round(overall);
     j["accounts"] = std::move(ungrouped);
     j["groups"] = std::move(groups);
-    WriteJson(out, j);
-    out << "\n";
+    WriteJsonLine(out, j);
     return kExitOK;
   }
   out << Pad("Balance (" + home_money.code + ")", 34) << " "
@@ -564,8 +563,7 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
     j["currency"] = money.code;
     j["group_by"] = group_by;
     j["nodes"] = printer.ToJson(tree);
-    WriteJson(out, j);
-    out << "\n";
+    WriteJsonLine(out, j);
     return kExitOK;
   }
   std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
@@ -608,8 +606,7 @@ int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
         }
       };
   if (p.Has("--json")) {
-    WriteJson(out, to_json(tree));
-    out << "\n";
+    WriteJsonLine(out, to_json(tree));
     return kExitOK;
   }
   std::string text;
@@ -650,8 +647,7 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
             (c.Data.Enabled != 0 ? "" : "  (disabled)") + "\n";
   }
   if (p.Has("--json")) {
-    WriteJson(out, list);
-    out << "\n";
+    WriteJsonLine(out, list);
     return kExitOK;
   }
   out << text;
@@ -694,8 +690,7 @@ int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
     j["from"] = a;
     j["to"] = b;
     j["rate"] = rate;
-    WriteJson(out, j);
-    out << "\n";
+    WriteJsonLine(out, j);
     return kExitOK;
   }
   char buf[64];
@@ -961,6 +956,27 @@ bool ApplyOptions(DataBase& db, const Parsed& p, bool adding, TTransaction& t,
   return true;
 }
 
+// Saves the book and reports transaction `id` as stored, as JSON or as "VERB <line>".
+int SaveAndReport(DataBase& db, const std::string& file, uint64_t id, const char* verb, bool json,
+                  std::ostream& out, std::ostream& err) {
+  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  TTransaction t = db.Transactions().GetTransaction(id);
+  if (json) {
+    WriteJsonLine(out, TransactionJson(db, t));
+  } else {
+    out << verb << " " << Describe(db, t) << "\n";
+  }
+  return kExitOK;
+}
+
+// The visible transaction (or scheduled transaction) named by `word`; false when none.
+bool FindTransaction(DataBase& db, const std::string& word, TTransaction& t) {
+  uint64_t id = 0;
+  if (!ParseCount(word, id) || id == 0 || db.Transactions().IsHidden(id)) return false;
+  t = db.Transactions().GetTransaction(id);
+  return t.Header.ID == id;
+}
+
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, kAddUsage);
   Parsed p;
@@ -977,15 +993,7 @@ int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
   t.Header.ID = db.Transactions().AddTransaction(t, TSchedule());
   if (t.Header.ID == 0) return Refuse(err, "the transaction is read-only for this database");
-  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
-  t = db.Transactions().GetTransaction(t.Header.ID);
-  if (p.Has("--json")) {
-    WriteJson(out, TransactionJson(db, t));
-    out << "\n";
-  } else {
-    out << "added " << Describe(db, t) << "\n";
-  }
-  return kExitOK;
+  return SaveAndReport(db, file, t.Header.ID, "added", p.Has("--json"), out, err);
 }
 
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
@@ -1002,8 +1010,8 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
   const std::string& file = p.positional[0];
   DataBase db;
   if (int status = OpenBook(file, db, err); status != kExitOK) return status;
-  TTransaction t = db.Transactions().GetTransaction(id);
-  if (t.Header.ID == 0 || id == 0 || db.Transactions().IsHidden(id)) {
+  TTransaction t;
+  if (!FindTransaction(db, p.positional[1], t)) {
     return Refuse(err, "no transaction " + p.positional[1]);
   }
   if (!ApplyOptions(db, p, false, t, problem)) return Refuse(err, problem);
@@ -1015,15 +1023,7 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (db.Transactions().UpdateTransaction(t, schedule) == 0) {
     return Refuse(err, "transaction " + p.positional[1] + " is read-only");
   }
-  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
-  t = db.Transactions().GetTransaction(id);
-  if (p.Has("--json")) {
-    WriteJson(out, TransactionJson(db, t));
-    out << "\n";
-  } else {
-    out << "changed " << Describe(db, t) << "\n";
-  }
-  return kExitOK;
+  return SaveAndReport(db, file, id, "changed", p.Has("--json"), out, err);
 }
 
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
@@ -1031,18 +1031,17 @@ int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
   std::string problem;
   if (!Parse(args, {}, {}, p, problem)) return Usage(err, kDeleteUsage, problem);
-  uint64_t id = 0;
-  if (p.positional.size() != 2 || !ParseCount(p.positional[1], id)) {
+  if (p.positional.size() != 2) {
     return Usage(err, kDeleteUsage, "delete takes FILE and a transaction ID");
   }
   const std::string& file = p.positional[0];
   DataBase db;
   if (int status = OpenBook(file, db, err); status != kExitOK) return status;
-  TTransaction t = db.Transactions().GetTransaction(id);
-  if (t.Header.ID == 0 || id == 0 || db.Transactions().IsHidden(id)) {
+  TTransaction t;
+  if (!FindTransaction(db, p.positional[1], t)) {
     return Refuse(err, "no transaction " + p.positional[1]);
   }
-  if (!db.Transactions().DeleteTransaction(id)) {
+  if (!db.Transactions().DeleteTransaction(t.Header.ID)) {
     return Refuse(err, "transaction " + p.positional[1] + " is read-only");
   }
   if (int status = SaveTo(db, file, err); status != kExitOK) return status;

@@ -14,17 +14,8 @@ namespace {
 using testing::ReadBytes;
 using Json = nlohmann::json;
 
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Outcome Cli(const Args& args) {
-  std::ostringstream out, err;
-  int status = Run(args, out, err);
-  return {status, out.str(), err.str()};
-}
+using testing::Cli;
+using testing::Outcome;
 
 Json JsonOf(const Outcome& o) {
   EXPECT_EQ(o.status, kExitOK) << o.err;

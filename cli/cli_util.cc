@@ -139,6 +139,11 @@ void WriteJson(std::ostream& out, const Json& j) {
   out << j.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+void WriteJsonLine(std::ostream& out, const Json& j) {
+  WriteJson(out, j);
+  out << "\n";
+}
+
 void JsonArrayWriter::Add(const Json& j) {
   if (!first_) out_ << ",\n";
   first_ = false;

@@ -59,6 +59,8 @@ std::string FormatAmount(double v, int decimals);
 
 // Writes a JSON value on one line (invalid UTF-8 replaced, never thrown).
 void WriteJson(std::ostream& out, const Json& j);
+// WriteJson and a line end.
+void WriteJsonLine(std::ostream& out, const Json& j);
 
 // Writes "[\n", the elements one per line separated by ",\n", and "]".
 class JsonArrayWriter {

@@ -19,17 +19,8 @@ namespace {
 using testing::ReadBytes;
 using testing::WriteBytes;
 
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Outcome Cli(const Args& args) {
-  std::ostringstream out, err;
-  int status = Run(args, out, err);
-  return {status, out.str(), err.str()};
-}
+using testing::Cli;
+using testing::Outcome;
 
 // Appends the bytes written as hex pairs; spaces are ignored.
 void Hex(std::vector<uint8_t>& out, std::string_view hex) {

@@ -1,4 +1,5 @@
-// Scratch files for the command tests: a fresh folder per test, removed afterwards.
+// Helpers of the command tests: in-process runs, and scratch files in a fresh folder per test,
+// removed afterwards.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,10 +9,26 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "cli/commands.h"
+
 namespace vemra::cli::testing {
+
+// What one in-process run of kestrum-cli gave.
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+inline Outcome Cli(const Args& args) {
+  std::ostringstream out, err;
+  int status = Run(args, out, err);
+  return {status, out.str(), err.str()};
+}
 
 class ScratchDir {
  public:
