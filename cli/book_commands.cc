@@ -101,37 +101,75 @@ int OpenBook(const std::string& path, DataBase& db, std::ostream& err) {
   return kExitOK;
 }
 
+// The words one book command takes.
+struct Shape {
+  std::string_view usage;
+  std::vector<std::string_view> valued;  // options with a value
+  std::vector<std::string_view> flags;   // options without
+  size_t min_words = 1;                  // positional words, FILE first
+  size_t max_words = 1;
+  std::string_view wrong_count;  // the usage problem when the count of words is wrong
+};
+
+constexpr int kGoOn = -1;
+
+// Shows the help when asked, parses `args` into `p` as `shape` says and opens FILE into `db`.
+// Returns kGoOn, or the exit status the command ends with (usage or failure reported).
+int Begin(const Args& args, const Shape& shape, Parsed& p, DataBase& db, std::ostream& out,
+          std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, shape.usage);
+  std::string problem;
+  if (!Parse(args, shape.valued, shape.flags, p, problem)) {
+    return Usage(err, shape.usage, problem);
+  }
+  if (p.positional.size() < shape.min_words || p.positional.size() > shape.max_words) {
+    return Usage(err, shape.usage, shape.wrong_count);
+  }
+  int status = OpenBook(p.positional[0], db, err);
+  return status == kExitOK ? kGoOn : status;
+}
+
 std::string Text(DataBase& db, uint64_t id) {
   std::wstring text;
   db.GetString(id, text);
   return TextToUtf8(text);
 }
 
-// Pads or leaves `s` (UTF-8) to `width` characters.
-std::string Pad(const std::string& s, size_t width) {
+// The count of characters (code points) of UTF-8 text.
+size_t Characters(const std::string& s) {
   size_t chars = 0;
   for (unsigned char c : s) chars += (c & 0xC0) != 0x80;
+  return chars;
+}
+
+// `s` (UTF-8) padded on the right to `width` characters; longer text stays whole.
+std::string Pad(const std::string& s, size_t width) {
+  size_t chars = Characters(s);
   return chars >= width ? s : s + std::string(width - chars, ' ');
 }
 
-// `s` (UTF-8) cut with "…" or padded to exactly `width` characters.
-std::string Fit(const std::string& s, size_t width) {
-  size_t chars = 0;
-  for (size_t i = 0; i < s.size(); ++i) {
-    if ((static_cast<unsigned char>(s[i]) & 0xC0) == 0x80) continue;
-    if (++chars == width && width > 0) {
-      size_t end = i + 1;
-      while (end < s.size() && (static_cast<unsigned char>(s[end]) & 0xC0) == 0x80) ++end;
-      if (end < s.size()) return s.substr(0, i) + "\u2026";
-    }
-  }
-  return Pad(s, width);
+// `s` padded on the left to `width` characters.
+std::string PadLeft(const std::string& s, size_t width) {
+  size_t chars = Characters(s);
+  return chars >= width ? s : std::string(width - chars, ' ') + s;
 }
 
-std::string PadLeft(const std::string& s, size_t width) {
+// `s` cut with "…" or padded to exactly `width` characters.
+std::string Fit(const std::string& s, size_t width) {
+  if (width == 0 || Characters(s) <= width) return Pad(s, width);
+  std::string cut;
   size_t chars = 0;
-  for (unsigned char c : s) chars += (c & 0xC0) != 0x80;
-  return chars >= width ? s : std::string(width - chars, ' ') + s;
+  for (unsigned char c : s) {
+    if ((c & 0xC0) != 0x80 && ++chars == width) break;
+    cut += static_cast<char>(c);
+  }
+  return cut + "\u2026";
+}
+
+// `s` with every character in upper case, for comparing names without letter case.
+std::wstring Folded(std::wstring s) {
+  for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+  return s;
 }
 
 // How amounts of one currency are written.
@@ -196,16 +234,12 @@ uint64_t FindAccount(DataBase& db, const std::string& key, std::string& problem)
   std::wstring wanted;
   if (!Utf8ToWide(key, wanted)) wanted.clear();
   std::vector<uint64_t> exact, loose;
-  auto fold = [](std::wstring s) {
-    for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
-    return s;
-  };
   for (const auto& [aid, e] : db.GetTable(0)) {
     if (e->Header.Type != etAccount || db.Accounts().IsHidden(aid)) continue;
     std::wstring name;
     db.GetString(static_cast<const TAccount&>(*e).Data.NameID, name);
     if (name == wanted) exact.push_back(aid);
-    if (fold(name) == fold(wanted)) loose.push_back(aid);
+    if (Folded(name) == Folded(wanted)) loose.push_back(aid);
   }
   const std::vector<uint64_t>& found = exact.empty() ? loose : exact;
   if (found.size() == 1) return found[0];
@@ -242,13 +276,10 @@ const char* KindName(int32_t kind) {
 // ---- accounts ----
 
 int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kAccountsUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {"--json"}, p, problem)) return Usage(err, kAccountsUsage, problem);
-  if (p.positional.size() != 1) return Usage(err, kAccountsUsage, "accounts takes one FILE");
   DataBase db;
-  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+  const Shape shape{kAccountsUsage, {}, {"--json"}, 1, 1, "accounts takes one FILE"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
 
   const uint64_t home = db.Currencies().GetDefaultCurrencyID();
   const Money home_money = MoneyOf(db, home);
@@ -515,16 +546,16 @@ class TreePrinter {
 };
 
 int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kTransactionsUsage);
   Parsed p;
+  DataBase db;
+  const Shape shape{kTransactionsUsage,
+                    {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
+                    {"--json"},
+                    1,
+                    1,
+                    "transactions takes one FILE"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   std::string problem;
-  if (!Parse(args, {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
-             {"--json"}, p, problem)) {
-    return Usage(err, kTransactionsUsage, problem);
-  }
-  if (p.positional.size() != 1) {
-    return Usage(err, kTransactionsUsage, "transactions takes one FILE");
-  }
   static const std::map<std::string, std::pair<bool, int>> kGroupings = {
       {"date", {true, GroupBy::None}},          {"kind", {false, GroupBy::None}},
       {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
@@ -535,8 +566,6 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
   if (grouping == kGroupings.end()) {
     return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
   }
-  DataBase db;
-  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
   if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
   uint64_t currency = db.Currencies().GetDefaultCurrencyID();
   if (const std::string* code = p.Last("--currency")) {
@@ -577,15 +606,11 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
 // ---- categories, currencies, rate ----
 
 int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kCategoriesUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {"--json", "--payees"}, p, problem)) {
-    return Usage(err, kCategoriesUsage, problem);
-  }
-  if (p.positional.size() != 1) return Usage(err, kCategoriesUsage, "categories takes one FILE");
   DataBase db;
-  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+  const Shape shape{kCategoriesUsage,           {}, {"--json", "--payees"}, 1, 1,
+                    "categories takes one FILE"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   NodeList tree = db.Categories().GetCategoriesTree(p.Has("--payees") ? kPayeeRoot : kCategoryRoot);
   std::function<Json(const NodeList&)> to_json = [&](const NodeList& nodes) {
     Json list = Json::array();
@@ -616,13 +641,10 @@ int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
 }
 
 int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kCurrenciesUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {"--json"}, p, problem)) return Usage(err, kCurrenciesUsage, problem);
-  if (p.positional.size() != 1) return Usage(err, kCurrenciesUsage, "currencies takes one FILE");
   DataBase db;
-  if (int status = OpenBook(p.positional[0], db, err); status != kExitOK) return status;
+  const Shape shape{kCurrenciesUsage, {}, {"--json"}, 1, 1, "currencies takes one FILE"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   ICurrencies& currencies = db.Currencies();
   const uint64_t home = currencies.GetDefaultCurrencyID();
   Json list = Json::array();
@@ -655,20 +677,16 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
 }
 
 int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kRateUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {"--json"}, p, problem)) return Usage(err, kRateUsage, problem);
-  if (p.positional.size() != 3 && p.positional.size() != 4) {
-    return Usage(err, kRateUsage, "rate takes FILE, FROM, TO and an optional RATE");
-  }
+  DataBase db;
+  const Shape shape{kRateUsage, {}, {"--json"},
+                    3,          4,  "rate takes FILE, FROM, TO and an optional RATE"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   double rate = 0;
   if (p.positional.size() == 4 && (!ParseNumber(p.positional[3], rate) || !(rate > 0))) {
     return Usage(err, kRateUsage, "bad rate '" + p.positional[3] + "': give a number above 0");
   }
   const std::string& file = p.positional[0];
-  DataBase db;
-  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
   uint64_t from = CurrencyByCode(db, p.positional[1]);
   uint64_t to = CurrencyByCode(db, p.positional[2]);
   for (size_t i : {1, 2}) {
@@ -713,10 +731,6 @@ bool ResolveCategory(DataBase& db, uint64_t root, const std::string& path, bool 
     problem = "'" + path + "' is not UTF-8 text";
     return false;
   }
-  auto fold = [](std::wstring s) {
-    for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
-    return s;
-  };
   uint64_t parent = root;
   size_t start = 0;
   while (start <= wide.size()) {
@@ -751,7 +765,7 @@ bool ResolveCategory(DataBase& db, uint64_t root, const std::string& path, bool 
       if (!under(c) || db.Categories().IsHidden(cid)) continue;
       std::wstring have;
       db.GetString(c.Data.NameID, have);
-      const bool same = have == name, similar = fold(have) == fold(name);
+      const bool same = have == name, similar = Folded(have) == Folded(name);
       if (same) exact.push_back(cid);
       if (similar) loose.push_back(cid);
       if (same && top_exact == 0 && is_top(c)) top_exact = cid;
@@ -978,16 +992,12 @@ bool FindTransaction(DataBase& db, const std::string& word, TTransaction& t) {
 }
 
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kAddUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, kTransactionOptions, kTransactionFlags, p, problem)) {
-    return Usage(err, kAddUsage, problem);
-  }
-  if (p.positional.size() != 1) return Usage(err, kAddUsage, "add takes one FILE");
-  const std::string& file = p.positional[0];
   DataBase db;
-  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  const Shape shape{kAddUsage, kTransactionOptions, kTransactionFlags, 1, 1, "add takes one FILE"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
+  const std::string& file = p.positional[0];
+  std::string problem;
   TTransaction t;
   t.Data.Cleared = 1;
   if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
@@ -997,19 +1007,19 @@ int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
 }
 
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kEditUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, kTransactionOptions, kTransactionFlags, p, problem)) {
-    return Usage(err, kEditUsage, problem);
-  }
-  uint64_t id = 0;
-  if (p.positional.size() != 2 || !ParseCount(p.positional[1], id)) {
-    return Usage(err, kEditUsage, "edit takes FILE and a transaction ID");
-  }
-  const std::string& file = p.positional[0];
   DataBase db;
-  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  const Shape shape{kEditUsage,
+                    kTransactionOptions,
+                    kTransactionFlags,
+                    2,
+                    2,
+                    "edit takes FILE and a transaction ID"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
+  uint64_t id = 0;
+  if (!ParseCount(p.positional[1], id)) return Usage(err, kEditUsage, shape.wrong_count);
+  const std::string& file = p.positional[0];
+  std::string problem;
   TTransaction t;
   if (!FindTransaction(db, p.positional[1], t)) {
     return Refuse(err, "no transaction " + p.positional[1]);
@@ -1027,16 +1037,11 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
 }
 
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kDeleteUsage);
   Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kDeleteUsage, problem);
-  if (p.positional.size() != 2) {
-    return Usage(err, kDeleteUsage, "delete takes FILE and a transaction ID");
-  }
-  const std::string& file = p.positional[0];
   DataBase db;
-  if (int status = OpenBook(file, db, err); status != kExitOK) return status;
+  const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID"};
+  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
+  const std::string& file = p.positional[0];
   TTransaction t;
   if (!FindTransaction(db, p.positional[1], t)) {
     return Refuse(err, "no transaction " + p.positional[1]);
