@@ -45,36 +45,61 @@ bool DataBase::IsForeignReadOnly(const TBaseEntry& e) const {
   return current_user_id_ != 0 && e.Header.OwnerID != current_user_id_ && e.Header.ReadOnly;
 }
 
-TUndoHistoryItem& DataBase::CurrentStep() {
-  return undo_history_[undo_index_];
+void DataBase::KeepForUndo(std::unique_ptr<TBaseEntry> record) {
+  // Step 0 collects changes made outside any user action; nothing can undo them, so keeping
+  // their displaced versions would only grow memory for as long as the book is open.
+  if (undo_index_ == 0) return;
+  undo_history_[undo_index_].Replaced.push_back(std::move(record));
 }
 
-void DataBase::Link(const TBaseEntry& e, bool add) {
-  if (e.GetTableIndex() != 4) return;
-  uint64_t parent = e.GetParentID();
-  if (parent == 0) return;
-  // The cache answers GetSortOrder; only a change of a sort-order record can make it stale.
-  if (e.Header.Type == etSortOrder) sort_order_cache_.erase(parent);
-  if (add) {
-    children_.emplace(parent, e.Header.ID);
-  } else {
-    children_.erase({parent, e.Header.ID});
+void DataBase::NoteAdded(uint32_t table, uint64_t id) {
+  if (undo_index_ == 0) return;
+  undo_history_[undo_index_].Added.emplace_back(table, id);
+}
+
+void DataBase::Index(const TBaseEntry& e, bool add) {
+  switch (e.GetTableIndex()) {
+    case 4: {
+      uint64_t parent = e.GetParentID();
+      if (parent == 0) return;
+      // The cache answers GetSortOrder; only a change of a sort-order record can make it stale.
+      if (e.Header.Type == etSortOrder) sort_order_cache_.erase(parent);
+      if (add) {
+        children_.emplace(parent, e.Header.ID);
+      } else {
+        children_.erase({parent, e.Header.ID});
+      }
+      return;
+    }
+    case 5:
+      IndexRate(e, add);
+      return;
+    default:
+      return;
   }
 }
 
 uint64_t DataBase::Insert(std::unique_ptr<TBaseEntry> e) {
   uint64_t id = e->Header.ID;
-  std::unique_ptr<TBaseEntry>& slot = tables_[e->GetTableIndex()][id];
-  if (slot) Link(*slot, false);
-  Link(*e, true);
-  slot = std::move(e);
+  Table& table = tables_[e->GetTableIndex()];
+  // Records usually arrive in ID order (a file is written that way), so a new one usually goes
+  // at the end.
+  auto hint = table.empty() || table.rbegin()->first < id ? table.end() : table.lower_bound(id);
+  if (hint != table.end() && hint->first == id) {
+    Index(*hint->second, false);
+    Index(*e, true);
+    hint->second = std::move(e);
+  } else {
+    Index(*e, true);
+    table.emplace_hint(hint, id, std::move(e));
+  }
   return id;
 }
 
 std::unique_ptr<TBaseEntry> DataBase::Exchange(std::unique_ptr<TBaseEntry>& slot,
                                                std::unique_ptr<TBaseEntry> e) {
-  Link(*slot, false);
-  Link(*e, true);
+  Index(*slot, false);
+  Index(*e, true);
   std::swap(slot, e);
   return e;
 }
@@ -82,7 +107,7 @@ std::unique_ptr<TBaseEntry> DataBase::Exchange(std::unique_ptr<TBaseEntry>& slot
 std::unique_ptr<TBaseEntry> DataBase::Take(Table& table, Table::iterator it) {
   std::unique_ptr<TBaseEntry> record = std::move(it->second);
   table.erase(it);
-  Link(*record, false);
+  Index(*record, false);
   return record;
 }
 
@@ -111,7 +136,7 @@ uint64_t DataBase::StoreEntry(std::unique_ptr<TBaseEntry> e, uint64_t stamp) {
     }
     // SaveDependents may have changed the table; look the old version up again.
     old = table.find(e->Header.ID);
-    CurrentStep().Replaced.push_back(Exchange(old->second, std::move(e)));
+    KeepForUndo(Exchange(old->second, std::move(e)));
     sync_journal_.push_back({old->first, 0, old->second->Header.Type});
     return old->first;
   }
@@ -123,7 +148,7 @@ uint64_t DataBase::StoreEntry(std::unique_ptr<TBaseEntry> e, uint64_t stamp) {
   uint32_t type = e->Header.Type;
   uint32_t table_index = e->GetTableIndex();
   uint64_t id = Insert(std::move(e));
-  CurrentStep().Added.emplace_back(table_index, id);
+  NoteAdded(table_index, id);
   sync_journal_.push_back({id, 0, type});
   return id;
 }
@@ -143,7 +168,7 @@ bool DataBase::DeleteEntry(uint32_t table, uint64_t id) {
   marker->second.SecondaryType = record->Header.Type;
   marker->second.Size = 0;
   sync_journal_.push_back({id, 1, record->Header.Type});
-  CurrentStep().Replaced.push_back(std::move(record));
+  KeepForUndo(std::move(record));
   return true;
 }
 

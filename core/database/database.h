@@ -81,6 +81,16 @@ enum : int {
 // when a write fell short.
 bool WriteRecord(TBaseEntry& e, IOutputStream& out);
 
+// How the last read of a record stream (an open, a merge of another copy or a sync part) ended.
+struct TReadReport {
+  uint64_t Records = 0;  // whole records and deletion markers read
+  int64_t Offset = 0;    // bytes of the record stream they took, from its start
+  // The stream ended exactly after a whole record. False when a body could not be read, bytes
+  // were left over, or a record claimed more bytes than the stream holds; the read then stopped
+  // at Offset, keeping what came before.
+  bool Complete = true;
+};
+
 // The format version this system writes.
 constexpr uint32_t kFileFormat = 440;
 
@@ -191,6 +201,7 @@ class DataBase : public TCoreDB {
   // Discards the current step with the record versions it holds (its changes stay made).
   void DropUndoStep();
   // Undoes the current step by exchanging record versions; the step then describes the redo.
+  // Does nothing at step 0, which holds no user action.
   void Undo();
   // Redoes the step after the current one.
   void Redo();
@@ -223,7 +234,8 @@ class DataBase : public TCoreDB {
   // Writes the 1024-byte head of a file from Header and DatabaseTexts.
   void WriteHeader(IOutputStream& out) const;
   // Closes the loaded database and loads the file in `in`. Returns 0, or a result code; on
-  // failure the database stays not loaded.
+  // failure the database stays not loaded. A record area that is not read to its end cleanly
+  // (LastRead() says where it stopped) is a damaged file: -1, nothing loaded.
   int Open(IInputStream& in);
   int OpenFile(const std::string& path);
   // Writes the whole database (current format) to `out`. Returns 0, or -2 when a write or the
@@ -232,16 +244,23 @@ class DataBase : public TCoreDB {
   // Saves to `path` atomically: a temporary file in the same folder, flushed to disk, then
   // renamed over `path`. On failure `path` is untouched and the temporary file removed.
   int SaveFile(const std::string& path);
-  // Merges another copy of this database (same DatabaseID). Returns 0, -1 (not a database or
-  // damaged record area), -5, -6, 1 (format 280..399) or 3 (another database); nothing happens
-  // and 0 is returned when no database is loaded.
+  // Merges another copy of this database (same DatabaseID): records by change stamp, then the
+  // newer settings, password and texts, into the header and the working state a save writes.
+  // Returns 0, -1 (not a database, or a record area that fails to decompress: the database is
+  // left as it was before the merge), -2 (a read failed, likewise), -5, -6, 1 (format 280..399)
+  // or 3 (another database); nothing happens and 0 is returned when no database is loaded. A
+  // record stream that ends early inside an undamaged area is merged up to the damage and
+  // counts as success; LastRead() tells.
   int MergeFile(IInputStream& in);
   int MergeFilePath(const std::string& path);
   // The administrator password (at most 60 UTF-16 units); empty when none or not loaded.
   std::wstring GetAdminPassword() const;
   // Merges a record stream into the tables by LastModDate (see file.cc); an unreadable body
-  // ends the read, keeping what came before. Leaves no undo history.
-  void ReadRecords(IInputStream& in, bool reset_last_id);
+  // ends the read, keeping what came before. Leaves no undo history. Returns how the read
+  // ended, which LastRead() then also holds.
+  TReadReport ReadRecords(IInputStream& in, bool reset_last_id);
+  // How the record stream of the last Open, MergeFile or ReadPart ended.
+  const TReadReport& LastRead() const { return last_read_; }
   // Writes the record stream: tables 0..6 in ID order, then the deletion markers. Returns
   // false when a write failed.
   bool WriteRecords(IOutputStream& out);
@@ -252,7 +271,8 @@ class DataBase : public TCoreDB {
   // Returns 0, 6 (empty journal, no file created) or -2 (cannot create or write).
   int WritePart(const std::string& path);
   // Merges the part file at `path`. Returns 0, -2 (cannot open or decompress) or 3 (bad
-  // signature, another database or format above 440; nothing merged).
+  // signature, another database or format above 440; nothing merged). Records that end early
+  // are merged up to the damage; LastRead() tells.
   int ReadPart(const std::string& path);
   int ReadPart(IInputStream& compressed);
 
@@ -278,10 +298,12 @@ class DataBase : public TCoreDB {
                               std::vector<ADate>& ghosts, bool next_only);
   // Enters the due occurrences (up to the earlier of today and `limit`) of every scheduled
   // transaction as transactions, with IDs and stamps that depend only on the schedule and the
-  // date, outside the undo history; each schedule's BeginDate and Date move past its due dates in
-  // place, without a journal entry, its stamp rising by their number. A schedule with neither
-  // account left only moves on. Appends the occurrences after today up to `limit` to `ghosts`:
-  // copies without texts (text IDs kept) with the schedule's ID and IsGhost set.
+  // date, outside the undo history; an occurrence whose record or deletion marker is held (it
+  // was entered here or in another copy, and perhaps deleted) is not entered again; each schedule's
+  // BeginDate and Date move past its due dates in place, without a journal entry, its stamp rising
+  // by their number. A schedule with neither account left only moves on. Appends the occurrences
+  // after today up to `limit` to `ghosts`: copies without texts (text IDs kept) with the schedule's
+  // ID and IsGhost set.
   void ProcessSchedules(ADate limit, std::vector<TTransaction>& ghosts);
   // The same for scheduled events: due occurrences become TEvent records (same ID and stamp
   // scheme), later ones ghost events carrying the scheduled event's ID. Every occurrence starts
@@ -353,7 +375,6 @@ class DataBase : public TCoreDB {
  private:
   // True when the current user may not change record `e` (someone else's read-only record).
   bool IsForeignReadOnly(const TBaseEntry& e) const;
-  TUndoHistoryItem& CurrentStep();
   // The current user's sort-order records of `item_id`, in ID order.
   std::vector<const TSortOrder*> SortOrders(uint64_t item_id);
   void DiscardStepsFrom(uint32_t first);
@@ -367,13 +388,35 @@ class DataBase : public TCoreDB {
   std::unique_ptr<TBaseEntry> Take(Table& table, Table::iterator it);
   // Enters the due occurrences of scheduled transactions and events up to today.
   void ProcessDueSchedules();
-  // Adds (`add`) or removes `e` in the index of link records by parent.
-  void Link(const TBaseEntry& e, bool add);
   // Writes the uncompressed record stream; false when a write failed.
   bool WriteRecordStream(IOutputStream& out);
-  // The ID for the record entered for occurrence `d` of a schedule: the same in every copy of
-  // the database, or a new ID when some record already has it.
-  uint64_t OccurrenceSlot(ADate d, uint64_t schedule_id, uint8_t schedule_type);
+  // The ID for the record of kind `type` entered for occurrence `d` of schedule `schedule_id`,
+  // the same in every copy of the database; 0 when that occurrence was entered already (its
+  // record or deletion marker is held). `claimed` maps each residue of the occurrence ID
+  // scheme to the lowest schedule ID that uses it (see schedules.cc).
+  uint64_t OccurrenceSlot(ADate d, uint64_t schedule_id, uint8_t schedule_type, uint32_t type,
+                          const std::map<uint64_t, uint64_t>& claimed);
+  // Residue -> lowest ID of the scheduled transactions and events that can occur.
+  std::map<uint64_t, uint64_t> ClaimedResidues() const;
+  // Keeps `record`, displaced by a change, in the current undo step; outside any step (step 0)
+  // nothing is undoable and it is destroyed.
+  void KeepForUndo(std::unique_ptr<TBaseEntry> record);
+  // Notes a record the current step added (nothing at step 0).
+  void NoteAdded(uint32_t table, uint64_t id);
+  // Keeps the derived indexes (link records by parent, exchange rates) in step with a record
+  // entering (`add`) or leaving its table.
+  void Index(const TBaseEntry& e, bool add);
+  // The exchange-rate part of Index (ex_rates.cc).
+  void IndexRate(const TBaseEntry& e, bool add);
+  // What a merge of another copy changed, so that a failed merge can be taken back.
+  struct MergeLog;
+  TReadReport ReadRecords(IInputStream& in, bool reset_last_id, MergeLog* log);
+  // Puts the records and markers `log` noted back as they were before the merge.
+  void RollBack(MergeLog& log);
+  // Merges one deletion marker or one record read from a stream, by the merge rules of
+  // ReadRecords, noting what changes in `log` when there is one.
+  void MergeMarker(const THeader& h, MergeLog* log);
+  void MergeRecord(std::unique_ptr<TBaseEntry> e, MergeLog* log);
 
   // The collection objects, made by the collections library on first use.
   TCollectionSet& Collections();
@@ -390,6 +433,7 @@ class DataBase : public TCoreDB {
   std::set<std::pair<uint64_t, uint64_t>> children_;
   uint64_t current_user_id_ = 0;
   bool user_selected_ = false;
+  TReadReport last_read_;
   std::minstd_rand rng_;
 };
 

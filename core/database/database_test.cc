@@ -167,6 +167,21 @@ TEST_F(DataBaseTest, UndoAndRedoExchangeVersions) {
   EXPECT_EQ(db.UndoHistory().count(db.UndoIndex() + 1), 0u);
   db.Redo();
   EXPECT_EQ(NameOf(id), L"Edit 1");
+
+  // Step 0 is no user action: undo stops above it, and changes made outside any step keep no
+  // displaced versions, however long the book stays open.
+  while (db.UndoIndex() > 0) db.Undo();
+  db.Undo();
+  EXPECT_EQ(db.UndoIndex(), 0u);
+  EXPECT_EQ(db.FindEntry(id, 0), nullptr);  // step 1 added it
+  uint64_t other = AddAccount(L"Outside");
+  auto renamed = db.GetEntry(other, 0);
+  static_cast<TAccount&>(*renamed).Name = L"Renamed";
+  db.StoreEntry(std::move(renamed));
+  db.DeleteEntry(0, other);
+  EXPECT_EQ(db.UndoHistory().count(0), 0u);
+  db.Redo();
+  EXPECT_EQ(NameOf(id), L"New");
 }
 
 TEST_F(DataBaseTest, SortOrdersArePerUserAndNeverUndoable) {

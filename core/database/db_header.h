@@ -21,6 +21,9 @@ struct TDBHeader {
   std::array<uint16_t, 60> Password{};
   uint64_t PasswordStamp = 0;
   uint8_t Reserved2 = 0;  // show closed and hidden accounts
+  // The 192-byte image the fields were last read from. Its alignment gaps are written back as
+  // they were read, so that a file rewrites byte for byte; a new header's gaps are zero.
+  std::array<uint8_t, 192> Image{};
 };
 
 }  // namespace vemra

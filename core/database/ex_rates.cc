@@ -17,22 +17,32 @@ double RateForKey(const TExRate& r) {
   return r.Data.Rate > 0 ? 1.0 / r.Data.Rate : 1.0;
 }
 
+bool RateBefore(const TExRateValue& a, const TExRateValue& b) {
+  return std::tie(a.Date, a.ID) < std::tie(b.Date, b.ID);
+}
+
 }  // namespace
+
+void DataBase::IndexRate(const TBaseEntry& e, bool add) {
+  if (e.Header.Type != etExRate) return;
+  const auto& r = static_cast<const TExRate&>(e);
+  TExRateHeader key{std::min(r.Data.FirstCurrencyID, r.Data.SecondCurrencyID),
+                    std::max(r.Data.FirstCurrencyID, r.Data.SecondCurrencyID)};
+  const TExRateValue value{r.Header.ID, r.Data.Date, RateForKey(r)};
+  if (add) {
+    std::vector<TExRateValue>& rates = ex_rates_[key];
+    rates.insert(std::upper_bound(rates.begin(), rates.end(), value, RateBefore), value);
+    return;
+  }
+  auto it = ex_rates_.find(key);
+  if (it == ex_rates_.end()) return;
+  std::erase_if(it->second, [&](const TExRateValue& v) { return v.ID == value.ID; });
+  if (it->second.empty()) ex_rates_.erase(it);
+}
 
 void DataBase::RebuildExRates() {
   ex_rates_.clear();
-  for (const auto& [id, e] : tables_[5]) {
-    if (e->Header.Type != etExRate) continue;
-    const auto& r = static_cast<const TExRate&>(*e);
-    TExRateHeader key{std::min(r.Data.FirstCurrencyID, r.Data.SecondCurrencyID),
-                      std::max(r.Data.FirstCurrencyID, r.Data.SecondCurrencyID)};
-    ex_rates_[key].push_back({id, r.Data.Date, RateForKey(r)});
-  }
-  for (auto& [key, rates] : ex_rates_) {
-    std::sort(rates.begin(), rates.end(), [](const TExRateValue& a, const TExRateValue& b) {
-      return std::tie(a.Date, a.ID) < std::tie(b.Date, b.ID);
-    });
-  }
+  for (const auto& [id, e] : tables_[5]) IndexRate(*e, true);
 }
 
 double DataBase::GetExRate(uint64_t from, uint64_t to) const {
@@ -68,7 +78,6 @@ bool DataBase::SetExRate(uint64_t from, uint64_t to, double rate) {
   record->Data.Date = TodayADate();
   StoreEntry(std::move(record));
   for (size_t i = 1; i < ids.size(); ++i) DeleteEntry(5, ids[i]);
-  RebuildExRates();
   return true;
 }
 

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <string>
+
 #include "core/database/database.h"
 #include "core/records/ex_rate.h"
 #include "platform/clock.h"
@@ -38,6 +41,41 @@ TEST(ExRatesTest, RatesAreStoredLowerToHigherAndTheNewestWins) {
   ASSERT_TRUE(db.SetExRate(kA, kB, 1.5));  // the pair's first record stays, alone
   EXPECT_EQ(db.GetTable(5).size(), 2u);
   EXPECT_EQ(db.GetTable(5).begin()->first, 3u);
+}
+
+TEST(ExRatesTest, TheRateInForceFollowsUndoRedoDeletionsAndParts) {
+  constexpr uint64_t kA = 100000, kB = 100001;
+  platform::ScopedClockPin pin(int64_t{20000} * 86400);
+  DataBase db;
+  db.Loaded = true;
+  db.Header.DatabaseID = 9;
+  db.SetCurrentUser(0);
+  for (double rate : {2.0, 4.0}) {
+    db.BeginUndoStep(3);
+    ASSERT_TRUE(db.SetExRate(kA, kB, rate));
+  }
+  db.Undo();
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 2.0);
+  db.Undo();  // the pair's record was added by the first step
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 1.0);
+  db.Redo();
+  db.Redo();
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 4.0);
+  ASSERT_TRUE(db.DeleteEntry(5, db.GetTable(5).begin()->first));
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 1.0);
+
+  // A rate that arrives in a part from another copy is in force at once.
+  DataBase other;
+  other.Loaded = true;
+  other.Header.DatabaseID = 9;
+  auto rate = std::make_unique<TExRate>();
+  rate->Data = {kA, kB, 8.0, ADate(20001), 0};
+  other.StoreEntry(std::move(rate));
+  std::string part = ::testing::TempDir() + "/kestrum_rates.part";
+  ASSERT_EQ(other.WritePart(part), 0);
+  ASSERT_EQ(db.ReadPart(part), 0);
+  EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 8.0);
+  std::remove(part.c_str());
 }
 
 }  // namespace

@@ -2,7 +2,11 @@
 // record area that holds the record stream, zlib-compressed from format 430 on. Reading a
 // record stream is a merge by change stamp, shared by open, the merge of another copy and sync
 // parts.
+#include <algorithm>
 #include <cstring>
+#include <map>
+#include <optional>
+#include <vector>
 
 #include "core/database/database.h"
 #include "core/records/body_codec.h"
@@ -26,8 +30,11 @@ constexpr int64_t kTextsOffset = 512;
 constexpr int64_t kRecordsOffset = 1024;
 constexpr uint32_t kFirstCompressedFormat = 430;
 
+// Writes the fields of `h` over its image as read, so that the alignment gaps keep their bytes.
 void EncodeHeaderImage(const TDBHeader& h, uint8_t* dst) {
+  std::memcpy(dst, h.Image.data(), h.Image.size());
   BodyWriter w(dst);
+  auto keep = [&](size_t n) { w.Raw(dst + w.Offset(), n); };
   w.U64(h.DatabaseID);
   w.U64(h.SettingsStamp);
   w.U32(h.Reserved1);
@@ -37,15 +44,16 @@ void EncodeHeaderImage(const TDBHeader& h, uint8_t* dst) {
   w.I8(h.Option3);
   h.UserSettings.Write(w);
   w.U8(h.PasswordLength);
-  w.Zeros(1);
+  keep(1);
   for (uint16_t unit : h.Password) w.U16(unit);
-  w.Zeros(6);
+  keep(6);
   w.U64(h.PasswordStamp);
   w.U8(h.Reserved2);
-  w.Zeros(7);
+  keep(7);
 }
 
 void DecodeHeaderImage(const uint8_t* src, TDBHeader& h) {
+  std::memcpy(h.Image.data(), src, h.Image.size());
   BodyReader r(src);
   h.DatabaseID = r.U64();
   h.SettingsStamp = r.U64();
@@ -130,73 +138,183 @@ void DataBase::WriteHeader(IOutputStream& out) const {
   WriteZeros(out, kRecordsOffset);
 }
 
-void DataBase::ReadRecords(IInputStream& in, bool reset_last_id) {
+struct DataBase::MergeLog {
+  // The version each (table, ID) had before the merge first changed it; null when it was absent.
+  std::map<std::pair<uint32_t, uint64_t>, std::unique_ptr<TBaseEntry>> records;
+  // The deletion marker each ID had before the merge first changed it.
+  std::map<uint64_t, std::optional<THeader>> markers;
+
+  // Notes the version of (table, id) that the merge displaces (null: the record was absent);
+  // only the first displaced version of each record is the one to restore.
+  static void Note(MergeLog* log, uint32_t table, uint64_t id, std::unique_ptr<TBaseEntry> before) {
+    if (log != nullptr) log->records.try_emplace({table, id}, std::move(before));
+  }
+};
+
+namespace {
+
+std::vector<uint8_t> StoredBytes(TBaseEntry& e) {
+  OutputStream out;
+  WriteRecord(e, out);
+  return out.MemoryData();
+}
+
+// Whether `incoming` should replace `held`, two versions of one record or two deletion markers
+// of one ID: the newer change wins. Copies whose clocks lag can give two different versions
+// the same stamp; then the one whose stored bytes (header, then body) compare greater wins in
+// every copy, so that the copies still end the same. Identical bytes change nothing.
+bool Outranks(TBaseEntry& incoming, TBaseEntry& held) {
+  if (incoming.Header.LastModDate != held.Header.LastModDate) {
+    return incoming.Header.LastModDate > held.Header.LastModDate;
+  }
+  return StoredBytes(incoming) > StoredBytes(held);
+}
+
+bool Outranks(const THeader& incoming, const THeader& held) {
+  if (incoming.LastModDate != held.LastModDate) return incoming.LastModDate > held.LastModDate;
+  uint8_t a[kHeaderSize];
+  uint8_t b[kHeaderSize];
+  incoming.Encode(a);
+  held.Encode(b);
+  return std::memcmp(a, b, kHeaderSize) > 0;
+}
+
+// Reads and drops `n` bytes; false when fewer came. Used for the bodies of records that are
+// skipped, so that a size running past the end of the data is noticed.
+bool SkipBytes(IInputStream& in, uint64_t n) {
+  uint8_t scratch[4096];
+  while (n > 0) {
+    size_t chunk = static_cast<size_t>(std::min<uint64_t>(n, sizeof scratch));
+    if (in.Read(scratch, chunk) != chunk) return false;
+    n -= chunk;
+  }
+  return true;
+}
+
+}  // namespace
+
+TReadReport DataBase::ReadRecords(IInputStream& in, bool reset_last_id) {
+  return ReadRecords(in, reset_last_id, nullptr);
+}
+
+TReadReport DataBase::ReadRecords(IInputStream& in, bool reset_last_id, MergeLog* log) {
   BeginUndoStep(1);
   if (reset_last_id) LastID = 0;
-  THeader h;
-  std::unique_ptr<TBaseEntry> scratch;
-  while (!in.Eof()) {
-    if (!h.Load(in)) break;
+  TReadReport report;
+  report.Complete = false;
+  const int64_t start = in.Tell();
+  int64_t at = start;
+  uint8_t raw[kHeaderSize];
+  while (true) {
+    size_t got = in.Read(raw, kHeaderSize);
+    if (got != kHeaderSize) {
+      // A stream ends cleanly only right after a whole record.
+      report.Complete = got == 0;
+      break;
+    }
+    THeader h;
+    h.Decode(raw);
     LastID = std::max(LastID, h.ID);
-    int64_t p = in.Tell();
-    int64_t next = p + static_cast<int64_t>(h.Size);
+    const int64_t next = at + static_cast<int64_t>(kHeaderSize) + h.Size;
 
     if (h.Type == etDeleted) {
-      deleted_headers_.try_emplace(h.ID, h);
-      uint32_t type = h.SecondaryType;
-      std::unique_ptr<TBaseEntry> probe = CreateEntry(type);
-      if (!probe) continue;
-      Table& table = tables_[probe->GetTableIndex()];
-      auto held = table.find(h.ID);
-      if (held == table.end()) continue;
-      if (held->second->Header.LastModDate >= h.LastModDate) {
-        deleted_headers_.erase(h.ID);  // the record is newer than its deletion
-      } else {
-        Take(table, held);
-      }
+      MergeMarker(h, log);
+      at += kHeaderSize;  // a marker has no body, whatever its Size says
+      ++report.Records;
       continue;
     }
-    if (h.Type == 0) {
-      if (!in.Seek(next)) break;
-      continue;
-    }
-
-    std::unique_ptr<TBaseEntry> e = CreateEntry(h.Type);
+    std::unique_ptr<TBaseEntry> e = h.Type == 0 ? nullptr : CreateEntry(h.Type);
     if (!e) {
-      if (!in.Seek(next)) break;
+      // Type 0 and codes without a class are skipped by their stored size.
+      if (!SkipBytes(in, h.Size)) break;
+      at = next;
+      ++report.Records;
       continue;
     }
     if (!e->LoadData(in, h.SecondaryType)) break;  // what came before stays
+    // The stored size, not what the body reader consumed, says where the next header starts.
+    int64_t pos = in.Tell();
+    if (pos < next ? !SkipBytes(in, static_cast<uint64_t>(next - pos))
+                   : pos > next && !in.Seek(next)) {
+      break;
+    }
     e->Header.ID = h.ID;
     e->Header.LastModDate = h.LastModDate;
     e->Header.OwnerID = h.OwnerID;
     e->Header.Hidden = h.Hidden;
     e->Header.ReadOnly = h.ReadOnly;
-    Table& table = tables_[e->GetTableIndex()];
-
-    if (!deleted_headers_.empty()) {
-      auto marker = deleted_headers_.find(h.ID);
-      if (marker != deleted_headers_.end()) {
-        if (e->Header.LastModDate < marker->second.LastModDate) {
-          if (auto held = table.find(h.ID); held != table.end()) Take(table, held);
-          if (!in.Seek(next)) break;
-          continue;
-        }
-        deleted_headers_.erase(marker);
-      }
-    }
-    // Records come in ID order within a table, so a new one usually goes at the end.
-    if (table.empty() || table.rbegin()->first < h.ID) {
-      Link(*e, true);
-      table.emplace_hint(table.end(), h.ID, std::move(e));
-    } else if (auto held = table.find(h.ID); held == table.end()) {
-      Insert(std::move(e));
-    } else if (held->second->Header.LastModDate < e->Header.LastModDate) {
-      Exchange(held->second, std::move(e));
-    }
-    if (in.Tell() != next && !in.Seek(next)) break;
+    MergeRecord(std::move(e), log);
+    at = next;
+    ++report.Records;
   }
+  report.Offset = at - start;
   DropUndoStep();
+  last_read_ = report;
+  return report;
+}
+
+void DataBase::MergeMarker(const THeader& h, MergeLog* log) {
+  auto held = deleted_headers_.find(h.ID);
+  // Of two markers of one ID the newer one stands, so that parts merge alike in any order.
+  if (held != deleted_headers_.end() && !Outranks(h, held->second)) return;
+  if (log != nullptr) {
+    log->markers.try_emplace(
+        h.ID, held == deleted_headers_.end() ? std::nullopt : std::optional<THeader>(held->second));
+  }
+  deleted_headers_[h.ID] = h;
+  std::unique_ptr<TBaseEntry> probe = CreateEntry(h.SecondaryType);
+  if (!probe) return;
+  const uint32_t t = probe->GetTableIndex();
+  Table& table = tables_[t];
+  auto record = table.find(h.ID);
+  if (record == table.end()) return;
+  if (record->second->Header.LastModDate >= h.LastModDate) {
+    deleted_headers_.erase(h.ID);  // the record is at least as new as its deletion
+  } else {
+    MergeLog::Note(log, t, h.ID, Take(table, record));
+  }
+}
+
+void DataBase::MergeRecord(std::unique_ptr<TBaseEntry> e, MergeLog* log) {
+  const uint64_t id = e->Header.ID;
+  const uint32_t t = e->GetTableIndex();
+  Table& table = tables_[t];
+  if (!deleted_headers_.empty()) {
+    auto marker = deleted_headers_.find(id);
+    if (marker != deleted_headers_.end()) {
+      if (e->Header.LastModDate < marker->second.LastModDate) return;  // it stands deleted
+      if (log != nullptr) log->markers.try_emplace(id, marker->second);
+      deleted_headers_.erase(marker);  // the record is newer than its deletion
+    }
+  }
+  // Records come in ID order within a table, so a new one usually goes at the end.
+  if (table.empty() || table.rbegin()->first < id) {
+    MergeLog::Note(log, t, id, nullptr);
+    Insert(std::move(e));
+    return;
+  }
+  auto held = table.find(id);
+  if (held == table.end()) {
+    MergeLog::Note(log, t, id, nullptr);
+    Insert(std::move(e));
+  } else if (Outranks(*e, *held->second)) {
+    MergeLog::Note(log, t, id, Exchange(held->second, std::move(e)));
+  }
+}
+
+void DataBase::RollBack(MergeLog& log) {
+  for (auto& [key, before] : log.records) {
+    Table& table = tables_[key.first];
+    if (auto now = table.find(key.second); now != table.end()) Take(table, now);
+    if (before) Insert(std::move(before));
+  }
+  for (auto& [id, before] : log.markers) {
+    if (before) {
+      deleted_headers_[id] = *before;
+    } else {
+      deleted_headers_.erase(id);
+    }
+  }
 }
 
 bool WriteRecord(TBaseEntry& e, IOutputStream& out) {
@@ -221,8 +339,24 @@ bool DataBase::WriteRecords(IOutputStream& out) {
   return deflate.Finish() && ok;
 }
 
+namespace {
+
+// Whether the data at the current position of `in` is a whole, undamaged zlib stream: the record
+// area of a file whose format byte says uncompressed although its records are compressed.
+bool IsZlibStream(IInputStream& in) {
+  uint8_t head[2];
+  int64_t at = in.Tell();
+  if (!ReadExactly(in, head, 2) || !in.Seek(at)) return false;
+  if ((head[0] & 0x0F) != 8 || (head[0] * 256 + head[1]) % 31 != 0) return false;
+  InflateInputStream check(in);
+  return check.Finish() == 0;
+}
+
+}  // namespace
+
 int DataBase::Open(IInputStream& in) {
   Close();
+  last_read_ = TReadReport();
   uint32_t version = 0;
   int rc = ReadHeader(in, Header, version);
   if (rc != kResultOK && rc != kResultOlderFormat) {
@@ -238,20 +372,30 @@ int DataBase::Open(IInputStream& in) {
   }
   // Loaded first, so that Close can undo a failed read.
   Loaded = true;
+  bool damaged = false;
   if (version < kFirstCompressedFormat) {
-    ReadRecords(in, true);
+    damaged = !ReadRecords(in, true).Complete;
+    // A flipped format byte makes a compressed area look uncompressed; read as records it can
+    // even end cleanly, with nothing in it.
+    if (!damaged && in.Seek(kRecordsOffset) && IsZlibStream(in)) {
+      damaged = true;
+      last_read_ = TReadReport{0, 0, false};
+    }
   } else {
     InflateInputStream records(in);
-    ReadRecords(records, true);
+    damaged = !ReadRecords(records, true).Complete;
     // The whole record area must be an undamaged zlib stream, also after a record that ended
     // the read early.
-    if (records.Finish() != 0) {
-      Close();
-      Header = TDBHeader();
-      DatabaseTexts = {};
-      platform::LogCode("open failed: ", kResultNotDatabase);
-      return kResultNotDatabase;
-    }
+    damaged = records.Finish() != 0 || damaged;
+  }
+  // A book whose record area does not read to its end is damaged: opening part of it would let
+  // the next save make the loss final.
+  if (damaged) {
+    Close();
+    Header = TDBHeader();
+    DatabaseTexts = {};
+    platform::LogCode("open failed: ", kResultNotDatabase);
+    return kResultNotDatabase;
   }
   if (version < kFirstCompressedFormat) Header.Option0 = 1;
   CurrentUser = TUser();
@@ -305,6 +449,33 @@ int DataBase::SaveFile(const std::string& path) {
   return replaced ? rc : kResultCantOpen;
 }
 
+namespace {
+
+// The change-stamped settings of a header as bytes, for the tie between equal stamps.
+std::array<uint8_t, 12> SettingsBytes(const TDBHeader& h) {
+  std::array<uint8_t, 12> b{};
+  BodyWriter w(b.data());
+  w.I8(h.Option0);
+  w.U8(h.Option1);
+  w.I8(h.Option2);
+  w.I8(h.Option3);
+  w.U64(h.UserSettings.DefaultCurrencyID);
+  return b;
+}
+
+std::pair<uint8_t, std::array<uint16_t, 60>> PasswordOf(const TDBHeader& h) {
+  return {h.PasswordLength, h.Password};
+}
+
+// Whether a stamped value of the other copy replaces ours: a newer stamp, or on equal stamps a
+// greater value, so that two copies whose clocks agreed to the tick still end the same.
+template <class V>
+bool TakeOther(uint64_t other_stamp, const V& other, uint64_t stamp, const V& ours) {
+  return other_stamp != stamp ? other_stamp > stamp : ours < other;
+}
+
+}  // namespace
+
 int DataBase::MergeFile(IInputStream& in) {
   if (!Loaded) return kResultOK;
   TDBHeader other;
@@ -313,43 +484,55 @@ int DataBase::MergeFile(IInputStream& in) {
   if (rc == kResultOlderFormat) rc = kResultOK;
   if (rc != kResultOK) return rc;
   if (other.DatabaseID != Header.DatabaseID) return kResultWrongDatabase;
+  std::array<std::pair<uint64_t, uint64_t>, 5> texts{};
+  bool have_texts = version == kFileFormat && ReadDatabaseTexts(in, version, texts);
+  if (!in.Seek(kRecordsOffset)) return kResultCantOpen;
 
-  // A damaged record area must change nothing, so it is checked to its end before anything is
-  // merged; a second pass then merges while it decompresses, which costs one more inflate but
-  // never holds the whole record stream in memory.
+  // The records are merged while they are decompressed, so a big copy never sits in memory;
+  // when the area turns out damaged (or the file changed under us), everything the merge
+  // changed is put back.
+  MergeLog log;
   if (version >= kFirstCompressedFormat) {
-    if (!in.Seek(kRecordsOffset)) return kResultNotDatabase;
-    InflateInputStream check(in);
-    if (check.Finish() != 0) return kResultNotDatabase;
+    InflateInputStream records(in);
+    ReadRecords(records, false, &log);
+    rc = records.Finish() == 0 ? kResultOK : kResultNotDatabase;
+  } else {
+    ReadRecords(in, false, &log);
   }
-  if (other.SettingsStamp > Header.SettingsStamp) {
+  if (rc != kResultOK) {
+    RollBack(log);
+    return rc;
+  }
+
+  // The header's merged values also go into the working state that the header fed at open, so
+  // that the next save writes what the merge decided.
+  if (TakeOther(other.SettingsStamp, SettingsBytes(other), Header.SettingsStamp,
+                SettingsBytes(Header))) {
     Header.SettingsStamp = other.SettingsStamp;
     Header.Option0 = other.Option0;
     Header.Option1 = other.Option1;
     Header.Option2 = other.Option2;
     Header.Option3 = other.Option3;
     Header.UserSettings.DefaultCurrencyID = other.UserSettings.DefaultCurrencyID;
+    CurrentUser.Data.Settings.DefaultCurrencyID = other.UserSettings.DefaultCurrencyID;
+    // A logged-in user works with the default currency of their own record.
+    if (current_user_id_ == 0)
+      UserSettings.DefaultCurrencyID = other.UserSettings.DefaultCurrencyID;
   }
-  if (other.PasswordStamp > Header.PasswordStamp) {
+  if (TakeOther(other.PasswordStamp, PasswordOf(other), Header.PasswordStamp, PasswordOf(Header))) {
     Header.PasswordStamp = other.PasswordStamp;
     Header.PasswordLength = other.PasswordLength;
     Header.Password = other.Password;
+    CurrentUser.Text3 = GetAdminPassword();
   }
-  if (version == kFileFormat) {
-    std::array<std::pair<uint64_t, uint64_t>, 5> texts{};
-    if (ReadDatabaseTexts(in, version, texts)) {
-      for (size_t i = 0; i < texts.size(); ++i) {
-        if (texts[i].second > DatabaseTexts[i].second) DatabaseTexts[i] = texts[i];
+  if (have_texts) {
+    for (size_t i = 0; i < texts.size(); ++i) {
+      if (TakeOther(texts[i].second, texts[i].first, DatabaseTexts[i].second,
+                    DatabaseTexts[i].first)) {
+        DatabaseTexts[i] = texts[i];
       }
     }
-  }
-  if (version >= kFirstCompressedFormat) {
-    if (in.Seek(kRecordsOffset)) {
-      InflateInputStream records(in);
-      ReadRecords(records, false);
-    }
-  } else if (in.Seek(kRecordsOffset)) {
-    ReadRecords(in, false);
+    GetString(DatabaseTexts[4].first, CurrentUser.Text4);
   }
   Refresh();
   return kResultOK;

@@ -183,47 +183,74 @@ TEST_F(FileTest, SavesHeaderTextsAndEmptyRecordAreaByteForByte) {
 
   EXPECT_EQ(SaveBytes(db), expected);
   EXPECT_EQ(db.GetAdminPassword(), L"p\u20ac");
+
+  // The alignment gaps of the header image come back as they were read, so a valid file
+  // rewrites byte for byte.
+  for (size_t gap : {81, 202, 203, 204, 205, 206, 207, 217, 218, 219, 220, 221, 222, 223}) {
+    expected[gap] = static_cast<uint8_t>(0xa0 + gap % 16);
+  }
+  DataBase reread;
+  ASSERT_EQ(OpenBytes(reread, expected), 0);
+  EXPECT_EQ(SaveBytes(reread), expected);
 }
 
 TEST_F(FileTest, RecordStreamMergeRules) {
   Bytes stream = Cat({
-      Rate(10, 500, 1.5),    // marker below is older: the record stays
-      Marker(10, 400, 104),  //
-      Marker(11, 600, 104),  // marker first and newer: record 11 is dropped
-      Rate(11, 599, 2.0),    //
-      Rate(12, 700, 3.0),        Marker(12, 700, 104),  // equal stamps: the record survives
-      Rate(13, 800, 4.0),        Rate(13, 800, 5.0),    // equal stamps: the first read stays
-      Rate(14, 800, 6.0),        Rate(14, 801, 7.0),    // the newer one wins
-      Head(15, 1, 0, 0, 3),      Hex("aa bb cc"),       // type 0: skipped by its size
-      Head(16, 1, 999, 0, 2),    Hex("dd ee"),          // unknown type: skipped by its size
-      Rate(17, 900, 8.0, 40),    Hex("ff ff ff ff ff ff ff ff"),  // body shorter than Size
-      Rate(18, 900, 9.0),                                         // still found
-      Marker(19, 900, 999),                                       // marker of an unknown type: kept
-      Head(20, 900, 104, 0, 32), Hex("01 02 03"),  // body cut short: the read ends here
+      Rate(10, 500, 1.5),                            // marker below is older: the record stays
+      Marker(10, 400, 104),                          //
+      Marker(11, 600, 104),                          // marker first and newer: record 11 is dropped
+      Rate(11, 599, 2.0),                            //
+      Rate(12, 700, 3.0),     Marker(12, 700, 104),  // equal stamps: the record survives
+      Rate(13, 800, 4.0),     Rate(13, 800, 5.0),    // equal stamps: the greater bytes win,
+      Rate(24, 800, 5.0),     Rate(24, 800, 4.0),    // whichever came first
+      Rate(14, 800, 6.0),     Rate(14, 801, 7.0),    // the newer one wins
+      Marker(21, 300, 104),   Marker(21, 700, 104),  // a newer marker replaces the held one,
+      Rate(21, 500, 1.0),                            // so this edit stays deleted
+      Marker(22, 700, 104),   Marker(22, 300, 104),  // an older marker changes nothing
+      Head(15, 1, 0, 0, 3),   Hex("aa bb cc"),       // type 0: skipped by its size
+      Head(16, 1, 999, 0, 2), Hex("dd ee"),          // unknown type: skipped by its size
+      Rate(17, 900, 8.0, 40), Hex("ff ff ff ff ff ff ff ff"),  // body shorter than Size
+      Rate(18, 900, 9.0),                                      // still found
+      Marker(19, 900, 999),                                    // marker of an unknown type: kept
   });
-  Bytes file = Cat({FileHead(400), stream});
-  ASSERT_EQ(OpenBytes(db, file), 0);
-  EXPECT_EQ(RateOf(db, 10), 1.5);
-  EXPECT_EQ(db.DeletedHeaders().count(10), 0u);
-  EXPECT_EQ(db.FindEntry(11, 5), nullptr);
-  EXPECT_EQ(db.DeletedHeaders().at(11).LastModDate, 600u);
-  EXPECT_EQ(RateOf(db, 12), 3.0);
-  EXPECT_EQ(db.DeletedHeaders().count(12), 0u);
-  EXPECT_EQ(RateOf(db, 13), 4.0);
-  EXPECT_EQ(RateOf(db, 14), 7.0);
-  EXPECT_EQ(RateOf(db, 17), 8.0);
-  EXPECT_EQ(RateOf(db, 18), 9.0);
-  EXPECT_EQ(db.DeletedHeaders().at(19).SecondaryType, 999u);
-  EXPECT_EQ(db.FindEntry(20, 5), nullptr);
-  EXPECT_EQ(db.GetTable(5).size(), 6u);
-  EXPECT_EQ(db.LastID, 20u);
-  EXPECT_TRUE(db.UndoHistory().empty());
+  const Bytes cut = Cat({Head(20, 900, 104, 0, 32), Hex("01 02 03")});  // the read ends here
+  // A merge keeps what came before damage in an undamaged area, whether compressed or not; an
+  // open refuses the book as damaged and says how far it got.
+  for (uint32_t format : {400u, 440u}) {
+    SCOPED_TRACE(format);
+    Bytes area = format == 400 ? Cat({stream, cut}) : Zlib(Cat({stream, cut}));
+    Bytes file = Cat({FileHead(format), area});
+    DataBase book;
+    EXPECT_EQ(OpenBytes(book, file), -1);
+    EXPECT_FALSE(book.LastRead().Complete);
+    EXPECT_EQ(book.LastRead().Records, 22u);
+    EXPECT_EQ(book.LastRead().Offset, static_cast<int64_t>(stream.size()));
+    EXPECT_FALSE(book.Loaded);
 
-  // The same stream compressed, in the current format, gives the same tables.
-  DataBase compressed;
-  ASSERT_EQ(OpenBytes(compressed, Cat({FileHead(440), Zlib(stream)})), 0);
-  EXPECT_EQ(compressed.GetTable(5).size(), 6u);
-  EXPECT_EQ(compressed.DeletedHeaders().size(), 2u);
+    ASSERT_EQ(OpenBytes(book, Cat({FileHead(440), Zlib({})})), 0);
+    ASSERT_EQ(book.MergeFile(*testing::MemoryInput(file)), 0);
+    EXPECT_FALSE(book.LastRead().Complete);
+    EXPECT_EQ(RateOf(book, 10), 1.5);
+    EXPECT_EQ(book.DeletedHeaders().count(10), 0u);
+    EXPECT_EQ(book.FindEntry(11, 5), nullptr);
+    EXPECT_EQ(book.DeletedHeaders().at(11).LastModDate, 600u);
+    EXPECT_EQ(RateOf(book, 12), 3.0);
+    EXPECT_EQ(book.DeletedHeaders().count(12), 0u);
+    EXPECT_EQ(RateOf(book, 13), 5.0);
+    EXPECT_EQ(RateOf(book, 24), 5.0);
+    EXPECT_EQ(RateOf(book, 14), 7.0);
+    EXPECT_EQ(book.FindEntry(21, 5), nullptr);
+    EXPECT_EQ(book.DeletedHeaders().at(21).LastModDate, 700u);
+    EXPECT_EQ(book.DeletedHeaders().at(22).LastModDate, 700u);
+    EXPECT_EQ(RateOf(book, 17), 8.0);
+    EXPECT_EQ(RateOf(book, 18), 9.0);
+    EXPECT_EQ(book.DeletedHeaders().at(19).SecondaryType, 999u);
+    EXPECT_EQ(book.FindEntry(20, 5), nullptr);
+    EXPECT_EQ(book.GetTable(5).size(), 7u);
+    EXPECT_EQ(book.DeletedHeaders().size(), 4u);
+    EXPECT_EQ(book.LastID, 24u);
+    EXPECT_TRUE(book.UndoHistory().empty());
+  }
 }
 
 TEST_F(FileTest, SavedFileReadsBackTheSameRecords) {
@@ -263,7 +290,7 @@ TEST_F(FileTest, SavedFileReadsBackTheSameRecords) {
   EXPECT_EQ(SaveBytes(copy), saved);
 }
 
-TEST_F(FileTest, DamagedFilesLoseOnlyWhatFollowsTheDamage) {
+TEST_F(FileTest, DamagedFilesAreRefusedAndSayHowFarTheyRead) {
   Bytes stream;
   std::vector<size_t> record_ends;
   for (uint64_t id = 1; id <= 20; ++id) {
@@ -271,13 +298,22 @@ TEST_F(FileTest, DamagedFilesLoseOnlyWhatFollowsTheDamage) {
     stream.insert(stream.end(), r.begin(), r.end());
     record_ends.push_back(1024 + stream.size());
   }
-  // Uncompressed: a file cut anywhere keeps exactly the records that end before the cut.
+  // Uncompressed: a file cut anywhere but at a record's end is refused, and the read got exactly
+  // as far as the records that end before the cut; a merge of it keeps just those.
   Bytes plain = Cat({FileHead(400), stream});
   for (size_t cut = 1024; cut <= plain.size(); cut += 5) {
-    ASSERT_EQ(OpenBytes(db, Bytes(plain.begin(), plain.begin() + static_cast<long>(cut))), 0);
+    SCOPED_TRACE(cut);
+    Bytes file(plain.begin(), plain.begin() + static_cast<long>(cut));
     size_t whole = static_cast<size_t>(
         std::count_if(record_ends.begin(), record_ends.end(), [&](size_t e) { return e <= cut; }));
-    EXPECT_EQ(db.GetTable(5).size(), whole) << cut;
+    bool at_boundary = cut == 1024 || std::count(record_ends.begin(), record_ends.end(), cut) == 1;
+    EXPECT_EQ(OpenBytes(db, file), at_boundary ? 0 : -1);
+    EXPECT_EQ(db.LastRead().Records, whole);
+    EXPECT_EQ(db.LastRead().Offset, static_cast<int64_t>(whole * 72));
+    DataBase merged;
+    ASSERT_EQ(OpenBytes(merged, Cat({FileHead(440), Zlib({})})), 0);
+    ASSERT_EQ(merged.MergeFile(*testing::MemoryInput(file)), 0);
+    EXPECT_EQ(merged.GetTable(5).size(), whole);
   }
   // Compressed: a cut or a flipped bit in the record area refuses the whole file.
   Bytes packed = Cat({FileHead(440), Zlib(stream)});
@@ -294,6 +330,14 @@ TEST_F(FileTest, DamagedFilesLoseOnlyWhatFollowsTheDamage) {
     if (rc == 0) {
       EXPECT_LE(db.GetTable(5).size(), 20u);
     }
+  }
+  // One flipped bit of the format (440 -> 408) makes the compressed area look uncompressed: the
+  // book is refused, not opened empty, whether or not the zlib bytes happen to read as records.
+  for (const Bytes& area : {Zlib(stream), Zlib({})}) {
+    Bytes file = Cat({FileHead(440), area});
+    file[4] ^= 0x20;
+    EXPECT_EQ(OpenBytes(db, file), -1);
+    EXPECT_FALSE(db.Loaded);
   }
 }
 
@@ -323,6 +367,11 @@ TEST_F(FileTest, MergeTakesNewerSettingsPasswordTextsAndRecords) {
   EXPECT_EQ(db.Header.SettingsStamp, 60u);
   EXPECT_EQ(db.Header.Option0, 5);
   EXPECT_EQ(db.Header.UserSettings.DefaultCurrencyID, 0x99u);
+  // The working settings follow, so the next save writes what the merge decided.
+  EXPECT_EQ(db.UserSettings.DefaultCurrencyID, 0x99u);
+  Bytes saved = SaveBytes(db);
+  EXPECT_EQ(Bytes(saved.begin() + 40, saved.begin() + 64),
+            Hex("3c 00 00 00 00 00 00 00 | 00 00 00 00 05 00 00 00 | 99 00 00 00 00 00 00 00"));
   EXPECT_EQ(db.GetAdminPassword(), L"a");
   EXPECT_EQ(db.DatabaseTexts[2], std::make_pair(uint64_t{2000}, uint64_t{60}));
   EXPECT_EQ(db.DatabaseTexts[3], std::make_pair(uint64_t{1001}, uint64_t{50}));
@@ -344,6 +393,49 @@ TEST_F(FileTest, MergeTakesNewerSettingsPasswordTextsAndRecords) {
   EXPECT_EQ(codes[2], -1);
   EXPECT_EQ(db.FindEntry(13, 5), nullptr);
   EXPECT_EQ(db.Header.SettingsStamp, 60u);
+
+  // A record area found damaged only after records were merged takes them back: the newer rate
+  // 10 and the new rate 13 go, the deleted rate 11 comes back, nothing else changed.
+  Bytes late = Cat({FileHead(440, 7), Zlib(Cat({Rate(10, 900, 9.0), Marker(11, 900, 104),
+                                                Rate(13, 900, 9.0), Rate(14, 900, 9.0)}))});
+  late[60] = 0x7f;  // a newer settings stamp, not to be taken from a damaged copy
+  late.resize(late.size() - 1);
+  EXPECT_EQ(db.MergeFile(*testing::MemoryInput(late)), -1);
+  EXPECT_EQ(RateOf(db, 10), 2.0);
+  EXPECT_EQ(RateOf(db, 11), 1.0);
+  EXPECT_EQ(db.FindEntry(13, 5), nullptr);
+  EXPECT_TRUE(db.DeletedHeaders().empty());
+  EXPECT_EQ(db.Header.SettingsStamp, 60u);
+  EXPECT_EQ(db.GetExRate(100, 200), 3.0);  // rate 12 is the newest by ID on the same date
+
+  // A file that changes between two reads of its record area is merged from one consistent
+  // read, never half from each.
+  class ChangingInput : public IInputStream {
+   public:
+    ChangingInput(const Bytes& first, const Bytes& second)
+        : first_(testing::MemoryInput(first)), second_(testing::MemoryInput(second)) {}
+    size_t Read(void* dst, size_t n) override { return now().Read(dst, n); }
+    int64_t Tell() override { return now().Tell(); }
+    bool Eof() override { return now().Eof(); }
+    bool Seek(int64_t offset) override {
+      // Once the first version was read to its end, the file holds the second one.
+      if (!switched_ && first_->Eof()) switched_ = true;
+      return now().Seek(offset);
+    }
+
+   private:
+    IInputStream& now() { return switched_ ? *second_ : *first_; }
+    std::unique_ptr<InputStream> first_;
+    std::unique_ptr<InputStream> second_;
+    bool switched_ = false;
+  };
+  Bytes next = Cat({FileHead(440, 7), Zlib(Cat({Rate(15, 900, 9.0), Rate(16, 900, 9.0)}))});
+  Bytes broken = next;
+  broken.resize(broken.size() - 6);
+  ChangingInput changing(next, broken);
+  EXPECT_EQ(db.MergeFile(changing), 0);
+  EXPECT_EQ(RateOf(db, 15), 9.0);
+  EXPECT_EQ(RateOf(db, 16), 9.0);
 }
 
 // Fails one step of an atomic write, or sends the data to a full disk.

@@ -5,8 +5,11 @@
 // keeps one.
 #include <algorithm>
 #include <climits>
+#include <iterator>
+#include <map>
 
 #include "core/database/database.h"
+#include "core/records/entry_factory.h"
 #include "core/records/scheduled_event.h"
 #include "core/records/scheduled_transaction.h"
 
@@ -100,10 +103,35 @@ ADate Expand(TSchedule& s, ADate limit, std::vector<ADate>& due, std::vector<ADa
 }
 
 // The ID of the record entered for occurrence `d` of schedule `schedule_id`, the same in every
-// copy of the database.
+// copy of the database. Schedules whose residues (schedule_id mod a day's seconds, plus the
+// schedule type) agree modulo a day's seconds share these IDs.
 uint64_t OccurrenceID(ADate d, uint64_t schedule_id, uint8_t schedule_type) {
   return static_cast<uint64_t>(int64_t{d.Val} * kSecondsPerDay) + schedule_id % kSecondsPerDay +
          schedule_type;
+}
+
+uint64_t Residue(uint64_t schedule_id, uint8_t schedule_type) {
+  return (schedule_id % kSecondsPerDay + schedule_type) % kSecondsPerDay;
+}
+
+// The k-th alternative ID (k >= 1) of an occurrence whose own ID belongs to another schedule:
+// a fixed function of the schedule and the date, so that every copy chooses alike. They lie at
+// 2^40 and above, below every ID the clock hands out (the stamps of 1973 on) and above every
+// occurrence ID of the scheme above (up to the year 9999).
+uint64_t AlternativeID(ADate d, uint64_t schedule_id, uint32_t k) {
+  uint64_t x = schedule_id * 0x9E3779B97F4A7C15ull +
+               static_cast<uint32_t>(d.Val) * 0xBF58476D1CE4E5B9ull + k;
+  x ^= x >> 30;
+  x *= 0xBF58476D1CE4E5B9ull;
+  x ^= x >> 27;
+  x *= 0x94D049BB133111EBull;
+  x ^= x >> 31;
+  constexpr uint64_t kBase = uint64_t{1} << 40;
+  return kBase + x % kBase;
+}
+
+bool Occurs(uint8_t schedule_type) {
+  return schedule_type >= 2 && schedule_type <= 4;
 }
 
 // The stamp of that record: midnight of `d` as a change stamp.
@@ -135,17 +163,56 @@ ADate DataBase::ExpandSchedule(TSchedule& schedule, ADate limit, std::vector<ADa
   return Expand(schedule, limit, due, ghosts, next_only, passed);
 }
 
-uint64_t DataBase::OccurrenceSlot(ADate d, uint64_t schedule_id, uint8_t schedule_type) {
-  uint64_t id = OccurrenceID(d, schedule_id, schedule_type);
-  // Two schedules whose IDs agree modulo a day's seconds share their occurrence IDs; IDs are
-  // unique across tables, so a taken ID in any table means a fresh one.
-  for (const Table& table : tables_) {
-    if (id == 0 || table.count(id) != 0) return NewID();
+uint64_t DataBase::OccurrenceSlot(ADate d, uint64_t schedule_id, uint8_t schedule_type,
+                                  uint32_t type, const std::map<uint64_t, uint64_t>& claimed) {
+  // Where the residue of two schedules collides, the lower schedule ID keeps the shared IDs and
+  // the other takes alternatives; deciding by the schedules, not by which record got there
+  // first, lets every copy choose alike whatever it has received so far.
+  auto owner = claimed.find(Residue(schedule_id, schedule_type));
+  const bool own_ids = owner == claimed.end() || owner->second == schedule_id;
+  const uint32_t table = TableOfType(type);
+  for (uint32_t k = own_ids ? 0 : 1; k < 64; ++k) {
+    uint64_t id =
+        k == 0 ? OccurrenceID(d, schedule_id, schedule_type) : AlternativeID(d, schedule_id, k);
+    if (id == 0) continue;
+    // A record or a deletion marker of this kind under the ID is this occurrence, entered here
+    // or in another copy (and perhaps edited or deleted since): it is never entered again.
+    if (const TBaseEntry* held = FindEntry(id, table);
+        held != nullptr && held->Header.Type == type) {
+      return 0;
+    }
+    if (auto marker = deleted_headers_.find(id); marker != deleted_headers_.end()) {
+      if (marker->second.SecondaryType == type) return 0;
+      continue;
+    }
+    // IDs are unique across tables: a record of another kind holds this one.
+    if (std::any_of(std::begin(tables_), std::end(tables_),
+                    [&](const Table& t) { return t.count(id) != 0; })) {
+      continue;
+    }
+    return id;
   }
-  return id;
+  return NewID();
+}
+
+std::map<uint64_t, uint64_t> DataBase::ClaimedResidues() const {
+  std::map<uint64_t, uint64_t> claimed;
+  for (const auto& [id, e] : tables_[0]) {
+    const TSchedule* s = nullptr;
+    if (e->Header.Type == etScheduledTransaction) {
+      s = &static_cast<const TScheduledTransaction&>(*e).Schedule;
+    } else if (e->Header.Type == etScheduledEvent) {
+      s = &static_cast<const TScheduledEvent&>(*e).Schedule;
+    }
+    if (s != nullptr && Occurs(s->ScheduleType)) {
+      claimed.try_emplace(Residue(id, s->ScheduleType), id);  // IDs come in ascending order
+    }
+  }
+  return claimed;
 }
 
 void DataBase::ProcessSchedules(ADate limit, std::vector<TTransaction>& ghosts) {
+  std::map<uint64_t, uint64_t> claimed;
   for (uint64_t schedule_id : IDsOfType(tables_[0], etScheduledTransaction)) {
     auto& stored = static_cast<TScheduledTransaction&>(*tables_[0].at(schedule_id));
     TSchedule work = stored.Schedule;
@@ -175,10 +242,13 @@ void DataBase::ProcessSchedules(ADate limit, std::vector<TTransaction>& ghosts) 
       // Entered transactions get string records and tag links of their own.
       TScheduledTransaction full = base;
       full.LoadDependents(*this);
+      if (claimed.empty()) claimed = ClaimedResidues();
       for (ADate d : due) {
+        uint64_t id = OccurrenceSlot(d, schedule_id, work.ScheduleType, etTransaction, claimed);
+        if (id == 0) continue;
         auto t = std::make_unique<TTransaction>();
         full.CopyToTransaction(*t, false);
-        t->Header.ID = OccurrenceSlot(d, schedule_id, work.ScheduleType);
+        t->Header.ID = id;
         t->Data.Date = d;
         StoreEntry(std::move(t), OccurrenceStamp(d));
       }
@@ -198,6 +268,7 @@ void DataBase::ProcessSchedules(ADate limit, std::vector<TTransaction>& ghosts) 
 }
 
 void DataBase::ProcessScheduledEvents(ADate limit, std::vector<TEvent>& ghosts) {
+  std::map<uint64_t, uint64_t> claimed;
   for (uint64_t schedule_id : IDsOfType(tables_[0], etScheduledEvent)) {
     auto& stored = static_cast<TScheduledEvent&>(*tables_[0].at(schedule_id));
     TSchedule work = stored.Schedule;
@@ -218,10 +289,13 @@ void DataBase::ProcessScheduledEvents(ADate limit, std::vector<TEvent>& ghosts) 
       if (!due.empty()) {
         TScheduledEvent full = stored;
         full.LoadDependents(*this);
+        if (claimed.empty()) claimed = ClaimedResidues();
         for (ADate d : due) {
+          uint64_t id = OccurrenceSlot(d, schedule_id, work.ScheduleType, etEvent, claimed);
+          if (id == 0) continue;
           auto event = std::make_unique<TEvent>();
           full.CopyToEvent(*event, false);
-          event->Header.ID = OccurrenceSlot(d, schedule_id, work.ScheduleType);
+          event->Header.ID = id;
           MoveEvent(event->Data, d, span);
           StoreEntry(std::move(event), OccurrenceStamp(d));
         }

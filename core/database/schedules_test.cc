@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <string>
+
 #include "core/database/database.h"
 #include "core/records/account.h"
 #include "core/records/scheduled_transaction.h"
+#include "core/streams/input_stream.h"
+#include "core/streams/output_stream.h"
 #include "platform/clock.h"
 
 namespace vemra {
@@ -113,6 +118,76 @@ TEST(ProcessSchedulesTest, DueDatesBecomeTransactionsWithIdsAndStampsFromTheDate
   db.ProcessSchedules(ADate(kToday), ghosts);
   EXPECT_EQ(db.GetTable(1).size(), 4u);
   EXPECT_EQ(stored(orphan).Schedule.BeginDate.Val, kToday + 1);
+}
+
+// Copies of one book each process their schedules; a copy may hold an occurrence already (from a
+// part of another copy) or its deletion marker.
+TEST(ProcessSchedulesTest, CopiesEnterEachOccurrenceOnceAndNeverBringADeletedOneBack) {
+  auto daily = [](uint64_t id, uint64_t account) {
+    TScheduledTransaction s;
+    s.Header.ID = id;
+    s.Schedule = Make(2, ADate(kToday - 2));
+    s.Data.WithdrawAccountID = account;
+    s.Name = L"Rent";
+    return s.Clone();
+  };
+  OutputStream base;
+  {
+    platform::ScopedClockPin before(int64_t{kToday - 10} * 86400);
+    DataBase db;
+    db.Loaded = true;
+    db.Header.DatabaseID = 77;
+    uint64_t account = db.StoreEntry(std::make_unique<TAccount>());
+    db.StoreEntry(daily(5 * 86400 + 7, account));
+    // A later schedule whose occurrence IDs collide with the first one's takes other IDs, the
+    // same in every copy.
+    db.StoreEntry(daily(9 * 86400 + 7, account));
+    ASSERT_EQ(db.Save(base), 0);
+  }
+  platform::ScopedClockPin pin(int64_t{kToday} * 86400);
+  DataBase copies[3];
+  for (DataBase& c : copies) {
+    InputStream in;
+    OutputStream bytes;
+    bytes.Write(base.MemoryData().data(), base.MemoryData().size());
+    in.AttachMemory(bytes);
+    ASSERT_EQ(c.Open(in), 0);
+  }
+  auto ids = [](DataBase& db) {
+    std::vector<uint64_t> out;
+    for (const auto& [id, e] : db.GetTable(1)) out.push_back(id);
+    return out;
+  };
+  std::vector<TTransaction> ghosts;
+  DataBase& a = copies[0];
+  DataBase& b = copies[1];
+  DataBase& c = copies[2];
+  a.ProcessSchedules(ADate(kToday), ghosts);
+  ASSERT_EQ(a.GetTable(1).size(), 6u);
+  const std::string dir = ::testing::TempDir();
+  ASSERT_EQ(a.WritePart(dir + "/p1"), 0);
+  const std::vector<uint64_t> entered = ids(a);
+  const uint64_t yesterday = uint64_t{kToday - 1} * 86400 + 7 + 2;  // day x 86400 + residue
+  ASSERT_NE(a.FindEntry(yesterday, 1), nullptr);
+  ASSERT_TRUE(a.DeleteEntry(1, yesterday));
+  ASSERT_EQ(a.WritePart(dir + "/p2"), 0);
+
+  // b has received the occurrences before it processes: it enters none again.
+  ASSERT_EQ(b.ReadPart(dir + "/p1"), 0);
+  b.ProcessSchedules(ADate(kToday), ghosts);
+  EXPECT_EQ(ids(b), entered);
+  // c has received only the deletion: the deleted occurrence is not entered again.
+  ASSERT_EQ(c.ReadPart(dir + "/p2"), 0);
+  c.ProcessSchedules(ADate(kToday), ghosts);
+  EXPECT_EQ(c.FindEntry(yesterday, 1), nullptr);
+  ASSERT_EQ(b.ReadPart(dir + "/p2"), 0);
+  ASSERT_EQ(c.ReadPart(dir + "/p1"), 0);
+  EXPECT_EQ(ids(a), ids(b));
+  EXPECT_EQ(ids(a), ids(c));
+  EXPECT_EQ(a.GetTable(1).size(), 5u);
+  EXPECT_EQ(a.DeletedHeaders(), c.DeletedHeaders());
+  std::remove((dir + "/p1").c_str());
+  std::remove((dir + "/p2").c_str());
 }
 
 }  // namespace

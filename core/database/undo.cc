@@ -23,6 +23,8 @@ void DataBase::DropUndoStep() {
 }
 
 void DataBase::Undo() {
+  // Step 0 holds changes made outside any user action: there is nothing to undo below step 1.
+  if (undo_index_ == 0) return;
   Modified = true;
   auto it = undo_history_.find(undo_index_);
   if (it == undo_history_.end()) return;
