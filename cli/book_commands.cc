@@ -96,8 +96,12 @@ constexpr std::string_view kDeleteUsage =
 // Returns the exit status (0, or 1 with the reason on `err`).
 int OpenBook(const std::string& path, DataBase& db, std::ostream& err) {
   uint32_t format = 0;
-  if (int code = OpenDatabase(path, db, format); code != kResultOK) return Fail(err, path, code);
+  if (int status = OpenForCommand(path, db, format, err); status != kExitOK) return status;
   db.SetCurrentUser(0);
+  // Damage in the header is shown, never silently replaced by a fallback.
+  for (const std::string& d : HeaderDamage(db)) {
+    err << "kestrum-cli: warning: " << path << ": " << d << "\n";
+  }
   return kExitOK;
 }
 

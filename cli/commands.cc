@@ -151,10 +151,11 @@ int PartApply(const Parsed& p, std::ostream& err) {
   const std::string& file = p.positional[1];
   DataBase db;
   uint32_t format = 0;
-  if (int code = OpenDatabase(file, db, format); code != kResultOK) return Fail(err, file, code);
+  if (int status = OpenForCommand(file, db, format, err); status != kExitOK) return status;
   for (size_t i = 2; i < p.positional.size(); ++i) {
     int code = db.ReadPart(p.positional[i]);
     if (code != kResultOK) return Fail(err, p.positional[i], code);
+    WarnIfPartial(err, p.positional[i], db);
   }
   const std::string* o = p.Last("-o");
   return SaveTo(db, o == nullptr ? file : *o, err);
@@ -196,6 +197,45 @@ int OpenDatabase(const std::string& path, DataBase& db, uint32_t& format) {
   if (code != kResultOK && code != kResultOlderFormat) return code;
   in.Seek(0);
   return db.Open(in);
+}
+
+int OpenForCommand(const std::string& path, DataBase& db, uint32_t& format, std::ostream& err) {
+  int code = OpenDatabase(path, db, format);
+  if (code == kResultOK) return kExitOK;
+  Fail(err, path, code);
+  if (code == kResultNotDatabase && !db.LastRead().Complete) {
+    err << "kestrum-cli: " << path << ": its records are damaged after " << db.LastRead().Records
+        << " whole records (byte " << db.LastRead().Offset
+        << " of the record stream); nothing was written to it\n";
+  }
+  return kExitFailed;
+}
+
+void WarnIfPartial(std::ostream& err, const std::string& what, const DataBase& db) {
+  if (db.LastRead().Complete) return;
+  err << "kestrum-cli: warning: " << what << " was applied only in part: its records are "
+      << "damaged after " << db.LastRead().Records << " whole records (byte "
+      << db.LastRead().Offset << " of the record stream)\n";
+}
+
+std::vector<std::string> HeaderDamage(DataBase& db) {
+  std::vector<std::string> found;
+  if (db.Header.DatabaseID == 0) found.push_back("the database ID is 0");
+  auto names = [&](uint64_t id, uint32_t type) {
+    const TBaseEntry* e = db.FindEntry(id, 0);
+    return e != nullptr && e->Header.Type == type;
+  };
+  bool has_currencies = std::any_of(db.GetTable(0).begin(), db.GetTable(0).end(),
+                                    [](auto& r) { return r.second->Header.Type == etCurrency; });
+  const uint64_t currency = db.UserSettings.DefaultCurrencyID;
+  if (has_currencies && !names(currency, etCurrency)) {
+    found.push_back("the default currency " + std::to_string(currency) + " is no currency");
+  }
+  const uint64_t account = db.UserSettings.DefaultAccountID;
+  if (account != 0 && !names(account, etAccount)) {
+    found.push_back("the default account " + std::to_string(account) + " is no account");
+  }
+  return found;
 }
 
 void WriteDatabaseJson(DataBase& db, uint32_t format, std::ostream& out) {
@@ -309,7 +349,7 @@ int CheckCommand(const Args& args, std::ostream& out, std::ostream& err) {
   const std::string& path = p.positional[0];
   DataBase db;
   uint32_t format = 0;
-  if (int code = OpenDatabase(path, db, format); code != kResultOK) return Fail(err, path, code);
+  if (int status = OpenForCommand(path, db, format, err); status != kExitOK) return status;
   std::map<uint32_t, size_t> counts;
   for (uint32_t table = 0; table < kTableCount; ++table) {
     for (const auto& [id, e] : db.GetTable(table)) ++counts[e->Header.Type];
@@ -330,7 +370,11 @@ int CheckCommand(const Args& args, std::ostream& out, std::ostream& err) {
   std::snprintf(line, sizeof line, "  %-24s %10zu\n  %-24s %10zu\n", "total", total,
                 "deletion markers", db.DeletedHeaders().size());
   out << line;
-  return kExitOK;
+  std::vector<std::string> damage = HeaderDamage(db);
+  for (const std::string& d : damage) out << "damage: " << d << "\n";
+  if (damage.empty()) return kExitOK;
+  err << "kestrum-cli: " << path << ": the header contradicts the records\n";
+  return kExitFailed;
 }
 
 int DumpCommand(const Args& args, std::ostream& out, std::ostream& err) {
@@ -341,8 +385,8 @@ int DumpCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (p.positional.size() != 1) return Usage(err, kDumpUsage, "dump takes one FILE");
   DataBase db;
   uint32_t format = 0;
-  if (int code = OpenDatabase(p.positional[0], db, format); code != kResultOK) {
-    return Fail(err, p.positional[0], code);
+  if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
+    return status;
   }
   WriteDatabaseJson(db, format, out);
   return kExitOK;
@@ -356,8 +400,8 @@ int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (p.positional.size() != 2) return Usage(err, kConvertUsage, "convert takes IN and OUT");
   DataBase db;
   uint32_t format = 0;
-  if (int code = OpenDatabase(p.positional[0], db, format); code != kResultOK) {
-    return Fail(err, p.positional[0], code);
+  if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
+    return status;
   }
   return SaveTo(db, p.positional[1], err);
 }
@@ -371,10 +415,11 @@ int MergeCommand(const Args& args, std::ostream& out, std::ostream& err) {
   const std::string& file = p.positional[0];
   DataBase db;
   uint32_t format = 0;
-  if (int code = OpenDatabase(file, db, format); code != kResultOK) return Fail(err, file, code);
+  if (int status = OpenForCommand(file, db, format, err); status != kExitOK) return status;
   if (int code = db.MergeFilePath(p.positional[1]); code != kResultOK) {
     return Fail(err, p.positional[1], code);
   }
+  WarnIfPartial(err, p.positional[1], db);
   const std::string* o = p.Last("-o");
   return SaveTo(db, o == nullptr ? file : *o, err);
 }
@@ -425,8 +470,8 @@ int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (p.positional.size() != 1) return Usage(err, kSummaryUsage, "summary takes one FILE");
   DataBase db;
   uint32_t format = 0;
-  if (int code = OpenDatabase(p.positional[0], db, format); code != kResultOK) {
-    return Fail(err, p.positional[0], code);
+  if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
+    return status;
   }
   ADate today = TodayADate();
   std::map<uint64_t, double> balance;

@@ -49,6 +49,19 @@ std::string ResultMessage(int code);
 // Returns 0 or the failing result code (-3 for formats 280 to 399).
 int OpenDatabase(const std::string& path, DataBase& db, uint32_t& format);
 
+// Opens `path` into `db` for a command. Returns kExitOK, or kExitFailed after printing why to
+// `err`; for a damaged record area also how far it was read.
+int OpenForCommand(const std::string& path, DataBase& db, uint32_t& format, std::ostream& err);
+
+// Warns on `err` when the last merge or part that `db` read (`what`) was applied only up to
+// damage in its records.
+void WarnIfPartial(std::ostream& err, const std::string& what, const DataBase& db);
+
+// The header values the rest of the book contradicts: a DatabaseID of 0, a default currency
+// that is no currency record (while there are currencies), a default account that is no
+// account. One line each; empty when none.
+std::vector<std::string> HeaderDamage(DataBase& db);
+
 // Writes `db` to `out` as one JSON object: format, header, the five database texts, every record
 // (tables 0 to 6, ascending ID) and the deletion markers; one array element per line.
 void WriteDatabaseJson(DataBase& db, uint32_t format, std::ostream& out);

@@ -11,6 +11,7 @@
 #include "core/streams/compress.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "core/streams/testing/stream_bytes.h"
 #include "platform/clock.h"
 
 namespace vemra::cli {
@@ -326,6 +327,63 @@ TEST_F(CommandsTest, MergeAndPartApplyBringOverTheChangesOfTheOtherCopy) {
   EXPECT_EQ(ReadBytes(base), before);  // -o leaves the input alone
   EXPECT_EQ(Cli({"merge", base, other}).status, kExitOK);
   EXPECT_EQ(Cli({"dump", base}).out, expected);
+}
+
+TEST_F(CommandsTest, DamagedBooksAreReportedAndNeverWritten) {
+  std::string book = dir.Path("book.kestrum"), part = dir.Path("book.part");
+  {
+    DataBase db;
+    GenerateBook(db, 50, 1);
+    ASSERT_EQ(db.SaveFile(book), 0);
+    auto fresh = std::make_unique<TTransaction>();
+    fresh->Name = L"From another copy";
+    ASSERT_NE(db.StoreEntry(std::move(fresh)), 0u);
+    ASSERT_EQ(db.WritePart(part), 0);
+  }
+  const std::vector<uint8_t> good = ReadBytes(book);
+  auto variant = [&](const std::string& name, size_t at, std::vector<uint8_t> bytes) {
+    std::vector<uint8_t> b = good;
+    std::copy(bytes.begin(), bytes.end(), b.begin() + static_cast<std::ptrdiff_t>(at));
+    WriteBytes(dir.Path(name), b);
+    return dir.Path(name);
+  };
+  // One flipped bit of the format makes the compressed records look uncompressed.
+  std::string flipped = variant("flipped.kestrum", 4, {static_cast<uint8_t>(good[4] ^ 0x20)});
+  for (const Args& args :
+       {Args{"check", flipped}, Args{"accounts", flipped}, Args{"part", "apply", flipped, part}}) {
+    Outcome o = Cli(args);
+    EXPECT_EQ(o.status, kExitFailed) << args[0];
+    EXPECT_NE(o.err.find("This is not a valid Kestrum data base file."), std::string::npos);
+    EXPECT_NE(o.err.find("damaged after 0 whole records"), std::string::npos) << o.err;
+  }
+  EXPECT_EQ(ReadBytes(flipped)[4], good[4] ^ 0x20);
+  EXPECT_EQ(ReadBytes(flipped).size(), good.size());
+
+  // Header values the records contradict are damage for check and a warning elsewhere.
+  std::string no_id = variant("no-id.kestrum", 32, std::vector<uint8_t>(8, 0));
+  std::string no_currency = variant("no-currency.kestrum", 56, {0xee, 0xee, 0xee});
+  Outcome checked = Cli({"check", no_id});
+  EXPECT_EQ(checked.status, kExitFailed);
+  EXPECT_NE(checked.out.find("damage: the database ID is 0"), std::string::npos);
+  checked = Cli({"check", no_currency});
+  EXPECT_EQ(checked.status, kExitFailed);
+  EXPECT_NE(checked.out.find("damage: the default currency"), std::string::npos);
+  Outcome listed = Cli({"accounts", no_currency});
+  EXPECT_EQ(listed.status, kExitOK);
+  EXPECT_NE(listed.err.find("warning: " + no_currency + ": the default currency"),
+            std::string::npos);
+  EXPECT_EQ(Cli({"check", book}).status, kExitOK);
+
+  // A part whose records end early inside an undamaged stream is applied up to the damage,
+  // and the command says so.
+  std::vector<uint8_t> plain = vemra::testing::Inflate(ReadBytes(part));
+  plain.resize(plain.size() - 5);
+  std::string cut = dir.Path("cut.part");
+  WriteBytes(cut, vemra::testing::Deflate(plain));
+  Outcome applied = Cli({"part", "apply", book, cut, "-o", dir.Path("applied.kestrum")});
+  EXPECT_EQ(applied.status, kExitOK);
+  EXPECT_NE(applied.err.find("warning: " + cut + " was applied only in part"), std::string::npos)
+      << applied.err;
 }
 
 }  // namespace

@@ -231,6 +231,18 @@ uint32_t TotalWeight(const T& items) {
   return total;
 }
 
+// The DatabaseID of the book of `seed`: a bijective mix of the seed, so books of two seeds are
+// never taken for copies of one database (seeds below 2^64 - 1 never share one; 0 is no ID).
+uint64_t DatabaseIDOf(uint64_t seed) {
+  uint64_t x = seed + 1;
+  x ^= x >> 30;
+  x *= 0xBF58476D1CE4E5B9ull;
+  x ^= x >> 27;
+  x *= 0x94D049BB133111EBull;
+  x ^= x >> 31;
+  return x == 0 ? 1 : x;
+}
+
 double RoundTo(double v, int decimals) {
   double scale = std::pow(10.0, decimals);
   return std::round(v * scale) / scale;
@@ -239,7 +251,7 @@ double RoundTo(double v, int decimals) {
 class Generator {
  public:
   Generator(DataBase& db, uint64_t seed, ADate today)
-      : db_(db), rng_(seed), today_(today), now_(ModStamp()) {}
+      : db_(db), rng_(seed), seed_(seed), today_(today), now_(ModStamp()) {}
 
   void Run(uint64_t transactions);
 
@@ -325,6 +337,7 @@ class Generator {
 
   DataBase& db_;
   std::mt19937_64 rng_;
+  uint64_t seed_;
   ADate today_;
   ADate begin_;
   uint64_t now_;
@@ -374,7 +387,7 @@ double Generator::InAccountCurrency(double usd, Account account, ADate d) const 
 }
 
 void Generator::MakeHeader() {
-  db_.Header.DatabaseID = db_.NewID();
+  db_.Header.DatabaseID = DatabaseIDOf(seed_);
   db_.Header.SettingsStamp = now_;
   db_.Header.Option0 = 0;  // weeks begin on Monday
   constexpr std::array<const wchar_t*, 3> kCaptions = {L"Custom field #1", L"Custom field #3",

@@ -41,6 +41,16 @@ TEST(GeneratorTest, SameSeedAndDayGiveTheSameFile) {
   EXPECT_EQ(make(5, kToday, "b"), first);
   EXPECT_NE(make(6, kToday, "c"), first);
   EXPECT_NE(make(5, ADate(kToday.Val + 1), "d"), first);
+
+  // Books of different seeds are different databases: a merge refuses them.
+  std::set<uint64_t> ids;
+  for (uint64_t seed = 0; seed < 64; ++seed) {
+    DataBase db;
+    GenerateBook(db, 0, seed, kToday);
+    ids.insert(db.Header.DatabaseID);
+  }
+  EXPECT_EQ(ids.size(), 64u);
+  EXPECT_EQ(ids.count(0), 0u);
 }
 
 TEST(GeneratorTest, BookHoldsEverythingItPromises) {
