@@ -11,7 +11,7 @@
 #include <unordered_map>
 
 #include "core/database/database.h"
-#include "core/records/acc_group.h"
+#include "core/database/visibility.h"
 #include "core/records/account.h"
 #include "core/records/category.h"
 #include "core/records/scheduled_event.h"
@@ -29,10 +29,7 @@ constexpr int kMaxChainSteps = 100000;
 class QueryContext {
  public:
   QueryContext(DataBase& db, const TTransactionFilter& filter)
-      : db_(db),
-        filter_(filter),
-        user_(db.CurrentUserID()),
-        all_accounts_(filter.Accounts.empty()) {
+      : db_(db), filter_(filter), visibility_(db), all_accounts_(filter.Accounts.empty()) {
     sets_ = {&filter.Categories, &filter.Families, &filter.Payees, &filter.Projects, &filter.Tags};
   }
 
@@ -70,25 +67,9 @@ class QueryContext {
     return amount;
   }
 
-  // True when the logged-in user may not see `t`: both its accounts are hidden from them, or its
-  // only account is, or one of its categories is.
-  bool Hidden(const TTransaction& t) {
-    if (user_ == 0) return false;
-    uint64_t w = t.Data.WithdrawAccountID;
-    uint64_t g = t.Data.TargetAccountID;
-    bool hw = w != 0 && Lookup(w).hidden;
-    bool hg = g != 0 && Lookup(g).hidden;
-    if (w != 0 && g != 0 ? hw && hg : hw || hg) return true;
-    return CategoriesHidden(t.Categories);
-  }
-
-  // True when the user may not see an event: hidden by another owner, or one of its categories
-  // is hidden.
-  bool Hidden(const TEvent& e) {
-    if (user_ == 0) return false;
-    if (e.Header.Hidden && e.Header.OwnerID != user_) return true;
-    return CategoriesHidden(e.Categories);
-  }
+  // Whether the logged-in user may not see `t` or `e` (the one visibility rule).
+  bool Hidden(const TTransaction& t) { return visibility_.Hidden(t); }
+  bool Hidden(const TEvent& e) { return visibility_.Hidden(e); }
 
   // The filters applied after the balances: star mark, cleared state, account set, the four
   // category trees and the tag tree.
@@ -130,43 +111,9 @@ class QueryContext {
       if (e != nullptr && e->Header.Type == etAccount) {
         a.record = static_cast<const TAccount*>(e);
         a.rate = db_.GetExRate(a.record->Data.CurrencyID, filter_.CurrencyID);
-        a.hidden = AccountHidden(*a.record);
+        a.hidden = visibility_.AccountHidden(id);
       }
       a.in_set = all_accounts_ ? a.record != nullptr && !a.hidden : filter_.Accounts.count(id) != 0;
-    }
-    return it->second;
-  }
-
-  bool HiddenFromUser(const THeader& h) const {
-    return user_ != 0 && h.Hidden && h.OwnerID != user_;
-  }
-
-  // An account is hidden by its own mark or by that of its group.
-  bool AccountHidden(const TAccount& a) {
-    if (HiddenFromUser(a.Header)) return true;
-    const TBaseEntry* group = db_.FindEntry(a.Data.GroupID, 0);
-    return group != nullptr && group->Header.Type == etAccGroup && HiddenFromUser(group->Header);
-  }
-
-  bool CategoriesHidden(const TCategories& c) {
-    return CategoryHidden(c.CategoryID) || CategoryHidden(c.FamilyID) ||
-           CategoryHidden(c.PayeeID) || CategoryHidden(c.ProjectID);
-  }
-
-  // A category is hidden by its own mark or by that of any category above it.
-  bool CategoryHidden(uint64_t id) {
-    if (id == 0 || user_ == 0) return false;
-    auto [it, fresh] = hidden_categories_.try_emplace(id, false);
-    if (!fresh) return it->second;
-    uint64_t current = id;
-    for (int step = 0; step < kMaxChainSteps; ++step) {
-      const TBaseEntry* e = db_.FindEntry(current, 0);
-      if (e == nullptr || e->Header.Type != etCategory) break;
-      if (HiddenFromUser(e->Header)) {
-        it->second = true;
-        break;
-      }
-      current = static_cast<const TCategory*>(e)->Data.RootID;
     }
     return it->second;
   }
@@ -195,11 +142,10 @@ class QueryContext {
 
   DataBase& db_;
   const TTransactionFilter& filter_;
-  const uint64_t user_;
+  Visibility visibility_;
   const bool all_accounts_;
   std::array<const std::set<uint64_t>*, 5> sets_{};
   std::unordered_map<uint64_t, Account> accounts_;
-  std::unordered_map<uint64_t, bool> hidden_categories_;
   std::array<std::unordered_map<uint64_t, bool>, 5> in_tree_;
 };
 
