@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "bench/bench_books.h"
-#include "collections/interfaces.h"
+#include "collections/book.h"
 #include "core/database/database.h"
 #include "core/records/transaction.h"
 #include "core/streams/input_stream.h"
@@ -73,11 +73,11 @@ const std::vector<uint8_t>& RecordStream(int64_t n) {
 }
 
 // One open book per size, shared by the benchmarks that only read.
-DataBase& OpenBook(int64_t n) {
-  static std::map<int64_t, std::unique_ptr<DataBase>> books;
-  std::unique_ptr<DataBase>& db = books[n];
+Book& OpenBook(int64_t n) {
+  static std::map<int64_t, std::unique_ptr<Book>> books;
+  std::unique_ptr<Book>& db = books[n];
   if (!db) {
-    db = std::make_unique<DataBase>();
+    db = std::make_unique<Book>();
     db->OpenFile(BookPath(static_cast<uint64_t>(n)));
     db->SetCurrentUser(0);
   }
@@ -136,7 +136,7 @@ void BM_DeflateRecordStream(benchmark::State& state) {
 BENCHMARK(BM_DeflateRecordStream)->Apply(Sizes);
 
 void BM_Save(benchmark::State& state) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   for (auto _ : state) {
     NullOutputStream out;
     if (db.Save(out) != 0) state.SkipWithError("save failed");
@@ -146,7 +146,7 @@ BENCHMARK(BM_Save)->Apply(Sizes);
 
 // Save to a real file: temporary file, fsync, rename.
 void BM_SaveFile(benchmark::State& state) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   std::string path = BookPath(static_cast<uint64_t>(state.range(0))) + ".saved";
   for (auto _ : state) {
     if (db.SaveFile(path) != 0) state.SkipWithError("save failed");
@@ -222,7 +222,7 @@ void BM_Apply100Parts(benchmark::State& state) {
 BENCHMARK(BM_Apply100Parts)->Apply(Sizes);
 
 void QueryPeriod(benchmark::State& state, int days) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   TTransactionFilter filter;
   filter.End = TodayADate();
   filter.Begin = days > 0 ? ADate(filter.End.Val - days + 1) : ADate(0);
@@ -246,7 +246,7 @@ BENCHMARK(BM_QueryAllTime)->Apply(Sizes);
 
 // The schedule processing a view runs for a year ahead (ghosts only; nothing is due twice).
 void BM_ProcessSchedules(benchmark::State& state) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   std::vector<TTransaction> ghosts;
   for (auto _ : state) {
     ghosts.clear();
@@ -259,7 +259,7 @@ BENCHMARK(BM_ProcessSchedules)->Apply(Sizes);
 // --- Collections: what the account list and the transaction list ask for on every update ---
 
 void BM_AccountsTree(benchmark::State& state) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   size_t nodes = 0;
   for (auto _ : state) nodes = db.Accounts().GetAccountsTree().size();
   state.counters["nodes"] = static_cast<double>(nodes);
@@ -268,7 +268,7 @@ BENCHMARK(BM_AccountsTree)->Apply(Sizes);
 
 // The transaction tree of the current calendar month, all accounts, in the default currency.
 void TransactionsTreeMonth(benchmark::State& state, bool by_days, int group_by) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   const ADate today = TodayADate();
   const int32_t y = YearOf(today), m = MonthOf(today);
   db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
@@ -292,7 +292,7 @@ void BM_TransactionsTreeMonthByCategory(benchmark::State& state) {
 BENCHMARK(BM_TransactionsTreeMonthByCategory)->Apply(Sizes);
 
 void BM_Descriptions(benchmark::State& state) {
-  DataBase& db = OpenBook(state.range(0));
+  Book& db = OpenBook(state.range(0));
   size_t count = 0;
   for (auto _ : state) count = db.Transactions().GetDescriptions().size();
   state.counters["descriptions"] = static_cast<double>(count);

@@ -13,7 +13,7 @@
 
 #include "cli/cli_util.h"
 #include "cli/commands.h"
-#include "collections/interfaces.h"
+#include "collections/book.h"
 #include "core/records/currency.h"
 #include "core/records/scheduled_transaction.h"
 #include "platform/unicode.h"
@@ -94,7 +94,7 @@ constexpr std::string_view kDeleteUsage =
 
 // Opens the book at `path` for the commands: loaded, no user logged in, due schedules entered.
 // Returns the exit status (0, or 1 with the reason on `err`).
-int OpenBook(const std::string& path, DataBase& db, std::ostream& err) {
+int OpenBook(const std::string& path, Book& db, std::ostream& err) {
   uint32_t format = 0;
   if (int status = OpenForCommand(path, db, format, err); status != kExitOK) return status;
   db.SetCurrentUser(0);
@@ -119,7 +119,7 @@ constexpr int kGoOn = -1;
 
 // Shows the help when asked, parses `args` into `p` as `shape` says and opens FILE into `db`.
 // Returns kGoOn, or the exit status the command ends with (usage or failure reported).
-int Begin(const Args& args, const Shape& shape, Parsed& p, DataBase& db, std::ostream& out,
+int Begin(const Args& args, const Shape& shape, Parsed& p, Book& db, std::ostream& out,
           std::ostream& err) {
   if (WantsHelp(args)) return Help(out, shape.usage);
   std::string problem;
@@ -133,7 +133,7 @@ int Begin(const Args& args, const Shape& shape, Parsed& p, DataBase& db, std::os
   return status == kExitOK ? kGoOn : status;
 }
 
-std::string Text(DataBase& db, uint64_t id) {
+std::string Text(Book& db, uint64_t id) {
   std::wstring text;
   db.GetString(id, text);
   return TextToUtf8(text);
@@ -207,7 +207,7 @@ struct Money {
   }
 };
 
-Money MoneyOf(DataBase& db, uint64_t currency_id) {
+Money MoneyOf(Book& db, uint64_t currency_id) {
   Money m;
   TCurrency c = db.Currencies().GetCurrency(currency_id);
   if (c.Header.ID == 0) return m;
@@ -219,7 +219,7 @@ Money MoneyOf(DataBase& db, uint64_t currency_id) {
 }
 
 // The currency with letter code `code` (compared without case); 0 when none.
-uint64_t CurrencyByCode(DataBase& db, const std::string& code) {
+uint64_t CurrencyByCode(Book& db, const std::string& code) {
   auto upper = [](std::string s) {
     for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return s;
@@ -232,7 +232,7 @@ uint64_t CurrencyByCode(DataBase& db, const std::string& code) {
 
 // Finds the account named or numbered `key`: an exact ID, else the one account with that name
 // (compared exactly, then without case). Sets `problem` and returns 0 when none or several.
-uint64_t FindAccount(DataBase& db, const std::string& key, std::string& problem) {
+uint64_t FindAccount(Book& db, const std::string& key, std::string& problem) {
   uint64_t id = 0;
   if (ParseCount(key, id) && db.Accounts().GetAccount(id).Header.ID == id && id != 0) return id;
   std::wstring wanted;
@@ -253,7 +253,7 @@ uint64_t FindAccount(DataBase& db, const std::string& key, std::string& problem)
 }
 
 // "Food / Groceries" for a category; empty for none.
-std::string CategoryPath(DataBase& db, uint64_t id) {
+std::string CategoryPath(Book& db, uint64_t id) {
   std::string path;
   for (int steps = 0; id > kLastFixedRoot && steps < 64; ++steps) {
     const TBaseEntry* e = db.FindEntry(id, 0);
@@ -266,7 +266,7 @@ std::string CategoryPath(DataBase& db, uint64_t id) {
   return path;
 }
 
-std::string AccountName(DataBase& db, uint64_t id) {
+std::string AccountName(Book& db, uint64_t id) {
   if (id == 0) return "";
   const TBaseEntry* e = db.FindEntry(id, 0);
   if (e == nullptr || e->Header.Type != etAccount) return "#" + std::to_string(id);
@@ -281,7 +281,7 @@ const char* KindName(int32_t kind) {
 
 int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kAccountsUsage, {}, {"--json"}, 1, 1, "accounts takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
 
@@ -355,7 +355,7 @@ int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
 // ---- transactions ----
 
 // The period of `--period`, `--from/--to` or this month. Returns false with `problem` set.
-bool ChoosePeriod(DataBase& db, const Parsed& p, TimeInterval& period, std::string& problem) {
+bool ChoosePeriod(Book& db, const Parsed& p, TimeInterval& period, std::string& problem) {
   const std::string* from = p.Last("--from");
   const std::string* to = p.Last("--to");
   const std::string* kind = p.Last("--period");
@@ -404,7 +404,7 @@ bool ChoosePeriod(DataBase& db, const Parsed& p, TimeInterval& period, std::stri
 // Writes one transaction tree, text or JSON.
 class TreePrinter {
  public:
-  TreePrinter(DataBase& db, const Money& money, bool by_days, int group_by)
+  TreePrinter(Book& db, const Money& money, bool by_days, int group_by)
       : db_(db), money_(money), by_days_(by_days), group_by_(group_by) {}
 
   // The total of the cleared transactions under `node`.
@@ -543,7 +543,7 @@ class TreePrinter {
            PadLeft(money_.Format(t.Balance), 16);
   }
 
-  DataBase& db_;
+  Book& db_;
   const Money& money_;
   bool by_days_;
   int group_by_;
@@ -551,7 +551,7 @@ class TreePrinter {
 
 int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kTransactionsUsage,
                     {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
                     {"--json"},
@@ -611,7 +611,7 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
 
 int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kCategoriesUsage,           {}, {"--json", "--payees"}, 1, 1,
                     "categories takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
@@ -646,7 +646,7 @@ int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kCurrenciesUsage, {}, {"--json"}, 1, 1, "currencies takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   ICurrencies& currencies = db.Currencies();
@@ -682,7 +682,7 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kRateUsage, {}, {"--json"},
                     3,          4,  "rate takes FILE, FROM, TO and an optional RATE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
@@ -726,8 +726,8 @@ int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
 // The category under `root` named by the path "A/B/C" (segments compared exactly, then without
 // case), creating the missing ones when `create`. 0 for an empty path. Returns false with
 // `problem` set for an empty segment or a refused creation.
-bool ResolveCategory(DataBase& db, uint64_t root, const std::string& path, bool create,
-                     uint64_t& id, std::string& problem) {
+bool ResolveCategory(Book& db, uint64_t root, const std::string& path, bool create, uint64_t& id,
+                     std::string& problem) {
   id = 0;
   if (path.empty()) return true;
   std::wstring wide;
@@ -802,7 +802,7 @@ bool ResolveCategory(DataBase& db, uint64_t root, const std::string& path, bool 
 }
 
 // One line about a transaction, for the reply of add and edit.
-std::string Describe(DataBase& db, const TTransaction& t) {
+std::string Describe(Book& db, const TTransaction& t) {
   int32_t kind = TransactionKind(t);
   uint64_t account = kind == 1 ? t.Data.TargetAccountID : t.Data.WithdrawAccountID;
   double amount = kind == 1 ? t.Data.TargetAmount : t.Data.WithdrawAmount;
@@ -823,7 +823,7 @@ std::string Describe(DataBase& db, const TTransaction& t) {
   return line;
 }
 
-Json TransactionJson(DataBase& db, const TTransaction& t) {
+Json TransactionJson(Book& db, const TTransaction& t) {
   Json j;
   j["id"] = t.Header.ID;
   j["kind"] = KindName(TransactionKind(t));
@@ -842,7 +842,7 @@ Json TransactionJson(DataBase& db, const TTransaction& t) {
 
 // Reads an amount for an account's currency: a plain positive number with at most the
 // currency's decimals.
-bool ParseAmount(DataBase& db, const std::string& text, uint64_t account, double& value,
+bool ParseAmount(Book& db, const std::string& text, uint64_t account, double& value,
                  std::string& problem) {
   Money m = MoneyOf(db, db.Accounts().GetCurrencyID(account));
   int decimals = 0;
@@ -866,8 +866,7 @@ const std::vector<std::string_view> kTransactionFlags = {"--expense",   "--incom
 
 // Applies the options of add or edit to `t`. Everything is checked before anything is created;
 // on false `problem` says why and `t` may be half changed (the caller then saves nothing).
-bool ApplyOptions(DataBase& db, const Parsed& p, bool adding, TTransaction& t,
-                  std::string& problem) {
+bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::string& problem) {
   int kind = TransactionKind(t);
   int kinds = 0;
   for (int k = 0; k < 3; ++k) {
@@ -975,7 +974,7 @@ bool ApplyOptions(DataBase& db, const Parsed& p, bool adding, TTransaction& t,
 }
 
 // Saves the book and reports transaction `id` as stored, as JSON or as "VERB <line>".
-int SaveAndReport(DataBase& db, const std::string& file, uint64_t id, const char* verb, bool json,
+int SaveAndReport(Book& db, const std::string& file, uint64_t id, const char* verb, bool json,
                   std::ostream& out, std::ostream& err) {
   if (int status = SaveTo(db, file, err); status != kExitOK) return status;
   TTransaction t = db.Transactions().GetTransaction(id);
@@ -988,7 +987,7 @@ int SaveAndReport(DataBase& db, const std::string& file, uint64_t id, const char
 }
 
 // The visible transaction (or scheduled transaction) named by `word`; false when none.
-bool FindTransaction(DataBase& db, const std::string& word, TTransaction& t) {
+bool FindTransaction(Book& db, const std::string& word, TTransaction& t) {
   uint64_t id = 0;
   if (!ParseCount(word, id) || id == 0 || db.Transactions().IsHidden(id)) return false;
   t = db.Transactions().GetTransaction(id);
@@ -997,7 +996,7 @@ bool FindTransaction(DataBase& db, const std::string& word, TTransaction& t) {
 
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kAddUsage, kTransactionOptions, kTransactionFlags, 1, 1, "add takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   const std::string& file = p.positional[0];
@@ -1012,7 +1011,7 @@ int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kEditUsage,
                     kTransactionOptions,
                     kTransactionFlags,
@@ -1042,7 +1041,7 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  DataBase db;
+  Book db;
   const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   const std::string& file = p.positional[0];
@@ -1073,7 +1072,7 @@ int NewCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (std::filesystem::exists(file, ec) || ec) {
     return Refuse(err, file + ": already exists; a new database needs a new file name");
   }
-  DataBase db;
+  Book db;
   NewDatabase(db, lang);
   if (int status = SaveTo(db, file, err); status != kExitOK) return status;
   out << file << ": new database, default currency "

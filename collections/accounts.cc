@@ -4,8 +4,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "collections/book.h"
 #include "collections/records.h"
-#include "core/database/database.h"
 
 namespace vemra {
 

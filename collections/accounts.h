@@ -5,12 +5,12 @@
 
 namespace vemra {
 
-class DataBase;
+class Book;
 
 class Accounts : public IAccounts {
  public:
-  // `db` owns this collection and outlives it.
-  explicit Accounts(DataBase* db) : db_(db) {}
+  // `db`, the book that owns this collection, outlives it.
+  explicit Accounts(Book* db) : db_(db) {}
   ~Accounts() override { db_ = nullptr; }
   Accounts(const Accounts&) = delete;
   Accounts& operator=(const Accounts&) = delete;
@@ -34,7 +34,7 @@ class Accounts : public IAccounts {
   uint64_t PreferredAccountID = 0;
 
  private:
-  DataBase* db_;
+  Book* db_;
 };
 
 }  // namespace vemra

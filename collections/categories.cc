@@ -7,8 +7,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "collections/book.h"
 #include "collections/records.h"
-#include "core/database/database.h"
 #include "core/records/budget.h"
 #include "core/records/event.h"
 #include "core/records/loan.h"

@@ -8,12 +8,12 @@
 
 namespace vemra {
 
-class DataBase;
+class Book;
 
 class Categories : public ICategories {
  public:
-  // `db` owns this collection and outlives it.
-  explicit Categories(DataBase* db) : db_(db) {}
+  // `db`, the book that owns this collection, outlives it.
+  explicit Categories(Book* db) : db_(db) {}
   ~Categories() override { db_ = nullptr; }
   Categories(const Categories&) = delete;
   Categories& operator=(const Categories&) = delete;
@@ -61,7 +61,7 @@ class Categories : public ICategories {
   // transaction, loan, budget, event and scheduled event, storing each changed record once.
   void RewireReferences(const std::vector<Removal>& plan);
 
-  DataBase* db_;
+  Book* db_;
 };
 
 }  // namespace vemra

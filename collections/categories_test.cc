@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/database/database.h"
+#include "collections/book.h"
 #include "core/records/budget.h"
 #include "core/records/loan.h"
 #include "core/records/scheduled_event.h"
@@ -51,7 +51,7 @@ class CategoriesTest : public ::testing::Test {
   }
 
   platform::ScopedClockPin pin{int64_t{20000} * 86400 + 12 * 3600};
-  DataBase db;
+  Book db;
   Categories& cats = static_cast<Categories&>(db.Categories());
 };
 

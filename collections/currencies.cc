@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "collections/book.h"
 #include "collections/records.h"
-#include "core/database/database.h"
 
 namespace vemra {
 

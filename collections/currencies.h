@@ -5,12 +5,12 @@
 
 namespace vemra {
 
-class DataBase;
+class Book;
 
 class Currencies : public ICurrencies {
  public:
-  // `db` owns this collection and outlives it.
-  explicit Currencies(DataBase* db) : db_(db) {}
+  // `db`, the book that owns this collection, outlives it.
+  explicit Currencies(Book* db) : db_(db) {}
   ~Currencies() override { db_ = nullptr; }
   Currencies(const Currencies&) = delete;
   Currencies& operator=(const Currencies&) = delete;
@@ -27,7 +27,7 @@ class Currencies : public ICurrencies {
   bool SetExchangeRate(uint64_t from, uint64_t to, double rate) override;
 
  private:
-  DataBase* db_;
+  Book* db_;
 };
 
 }  // namespace vemra

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/database/database.h"
+#include "collections/book.h"
 #include "core/records/ex_rate.h"
 #include "platform/clock.h"
 
@@ -21,7 +21,7 @@ class CurrenciesTest : public ::testing::Test {
   }
 
   platform::ScopedClockPin pin{int64_t{20000} * 86400 + 12 * 3600};
-  DataBase db;
+  Book db;
   ICurrencies& currencies = db.Currencies();
 };
 

@@ -2,8 +2,8 @@
 
 #include <vector>
 
+#include "collections/book.h"
 #include "collections/records.h"
-#include "core/database/database.h"
 
 namespace vemra {
 

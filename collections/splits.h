@@ -5,12 +5,12 @@
 
 namespace vemra {
 
-class DataBase;
+class Book;
 
 class Splits : public ISplits {
  public:
-  // `db` owns this collection and outlives it.
-  explicit Splits(DataBase* db) : db_(db) {}
+  // `db`, the book that owns this collection, outlives it.
+  explicit Splits(Book* db) : db_(db) {}
   ~Splits() override { db_ = nullptr; }
   Splits(const Splits&) = delete;
   Splits& operator=(const Splits&) = delete;
@@ -26,7 +26,7 @@ class Splits : public ISplits {
   bool IsHidden(const TSplit& s) override;
 
  private:
-  DataBase* db_;
+  Book* db_;
 };
 
 }  // namespace vemra

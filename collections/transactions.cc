@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "collections/book.h"
 #include "collections/records.h"
-#include "core/database/database.h"
 #include "core/records/scheduled_transaction.h"
 
 namespace vemra {
@@ -132,6 +132,11 @@ void GroupByCategory(DataBase& db, Node& header, int group_by) {
 }
 
 }  // namespace
+
+int32_t TransactionKind(const TTransaction& t) {
+  if (t.Data.WithdrawAccountID == 0) return 1;
+  return t.Data.TargetAccountID == 0 ? 0 : 2;
+}
 
 uint64_t Transactions::AddTransaction(const TTransaction& t, const TSchedule& schedule) {
   if (IsReadOnly(t)) return 0;

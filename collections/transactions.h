@@ -7,12 +7,12 @@
 
 namespace vemra {
 
-class DataBase;
+class Book;
 
 class Transactions : public ITransactions {
  public:
-  // `db` owns this collection and outlives it.
-  explicit Transactions(DataBase* db) : db_(db) {}
+  // `db`, the book that owns this collection, outlives it.
+  explicit Transactions(Book* db) : db_(db) {}
   ~Transactions() override { db_ = nullptr; }
   Transactions(const Transactions&) = delete;
   Transactions& operator=(const Transactions&) = delete;
@@ -35,7 +35,7 @@ class Transactions : public ITransactions {
   int32_t DefaultCleared = 0;
 
  private:
-  DataBase* db_;
+  Book* db_;
 };
 
 }  // namespace vemra

@@ -255,5 +255,19 @@ TEST_F(TransactionsTest, SplitsMoveTheirPartsAndStopDeletingAtARefusedPart) {
   EXPECT_FALSE(splits.DeleteSplit(split.Header.ID));
 }
 
+// The collections are made with the database, not on first use: the editor's remembered date is
+// the day the book was made.
+TEST(BookOwnershipTest, CollectionsAreMadeWithTheDatabase) {
+  std::optional<Book> book;
+  {
+    platform::ScopedClockPin made(int64_t{testing::kToday} * 86400);
+    book.emplace();
+  }
+  platform::ScopedClockPin later(int64_t{testing::kToday + 3} * 86400);
+  EXPECT_EQ(book->TransactionDefaults().DefaultDate, ADate(testing::kToday));
+  EXPECT_EQ(book->TransactionDefaults().DefaultCleared, 1);
+  EXPECT_EQ(&book->Transactions(), &book->TransactionDefaults());
+}
+
 }  // namespace
 }  // namespace vemra

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "collections/book.h"
 #include "collections/interfaces.h"
-#include "core/database/database.h"
 #include "core/records/user.h"
 #include "platform/clock.h"
 
@@ -69,7 +69,7 @@ class BookTest : public ::testing::Test {
   }
 
   platform::ScopedClockPin pin{int64_t{kToday} * 86400 + 12 * 3600};
-  DataBase db;
+  Book db;
 };
 
 }  // namespace vemra::testing

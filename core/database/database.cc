@@ -12,7 +12,6 @@ namespace vemra {
 DataBase::DataBase() : rng_(static_cast<uint32_t>(std::random_device{}())) {}
 
 DataBase::~DataBase() {
-  collections_.reset();
   Close();
 }
 

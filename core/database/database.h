@@ -32,20 +32,6 @@ namespace vemra {
 
 constexpr uint32_t kTableCount = 7;
 
-class ICurrencies;
-class IAccounts;
-class ICategories;
-class ITransactions;
-class ISplits;
-
-// Owner of the five collections of one database (collections/). The collections library
-// derives from it; the database only destroys it, so this layer does not link against the one
-// above it.
-class TCollectionSet {
- public:
-  virtual ~TCollectionSet() = default;
-};
-
 // One change noted for the next sync part.
 struct TAutomaticSyncItem {
   uint64_t ID = 0;
@@ -135,16 +121,6 @@ class DataBase : public TCoreDB {
   ~DataBase() override;
   DataBase(const DataBase&) = delete;
   DataBase& operator=(const DataBase&) = delete;
-
-  // --- Collections (defined in the collections library; link it to call these) ---
-
-  // The database's collection objects, made with the database on first use and owned by it.
-  // Every caller reaches them through these; the references stay valid for the database's life.
-  ICurrencies& Currencies();
-  IAccounts& Accounts();
-  ICategories& Categories();
-  ITransactions& Transactions();
-  ISplits& Splits();
 
   // --- Records ---
 
@@ -418,10 +394,6 @@ class DataBase : public TCoreDB {
   void MergeMarker(const THeader& h, MergeLog* log);
   void MergeRecord(std::unique_ptr<TBaseEntry> e, MergeLog* log);
 
-  // The collection objects, made by the collections library on first use.
-  TCollectionSet& Collections();
-
-  std::unique_ptr<TCollectionSet> collections_;
   Table tables_[kTableCount];
   std::map<uint64_t, THeader> deleted_headers_;
   std::map<uint32_t, TUndoHistoryItem> undo_history_;
