@@ -6,6 +6,7 @@
 
 #include "collections/book.h"
 #include "collections/records.h"
+#include "core/database/visibility.h"
 
 namespace vemra {
 
@@ -72,11 +73,11 @@ NodeList Accounts::GetAccountsTree() {
   std::unordered_map<uint64_t, double> totals;
   totals.reserve(accounts.size() * 2);
   const ADate today = TodayADate();
-  ITransactions& transactions = db_->Transactions();
+  Visibility visibility(*db_);
   for (const auto& [id, e] : db_->GetTable(1)) {
     if (e->Header.Type != etTransaction) continue;
     const auto& t = static_cast<const TTransaction&>(*e);
-    if (t.Data.Date > today || t.Data.Cleared == 0 || transactions.IsHidden(t)) continue;
+    if (t.Data.Date > today || t.Data.Cleared == 0 || visibility.Hidden(t)) continue;
     totals[t.Data.WithdrawAccountID] -= t.Data.WithdrawAmount;
     totals[t.Data.TargetAccountID] += t.Data.TargetAmount;
   }

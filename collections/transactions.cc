@@ -9,6 +9,7 @@
 
 #include "collections/book.h"
 #include "collections/records.h"
+#include "core/database/visibility.h"
 #include "core/records/scheduled_transaction.h"
 
 namespace vemra {
@@ -253,10 +254,11 @@ std::list<TDescription> Transactions::GetDescriptions() {
   // category ID -> (kind, description) -> the latest transaction that used them.
   std::map<uint64_t, std::map<std::pair<int32_t, std::wstring>, uint64_t>> found;
   std::wstring text;
+  Visibility visibility(*db_);
   for (const auto& [id, e] : db_->GetTable(1)) {
     if (e->Header.Type != etTransaction) continue;
     const auto& t = static_cast<const TTransaction&>(*e);
-    if (t.Data.NameID == 0 || IsHidden(t)) continue;
+    if (t.Data.NameID == 0 || visibility.Hidden(t)) continue;
     if (!db_->GetString(t.Data.NameID, text) || text.empty()) continue;
     found[t.Categories.CategoryID][{TransactionKind(t), text}] = id;
   }
@@ -288,6 +290,8 @@ bool Transactions::IsReadOnly(const TTransaction& t) {
   const uint64_t user = db_->CurrentUserID();
   if (user == 0) return false;
   if (t.Header.ReadOnly && t.Header.OwnerID != user) return true;
+  // What the user may not see they may not change either.
+  if (IsHidden(t)) return true;
   IAccounts& accounts = db_->Accounts();
   if (db_->Splits().IsReadOnly(t.Data.SplitID) || accounts.IsReadOnly(t.Data.WithdrawAccountID) ||
       accounts.IsReadOnly(t.Data.TargetAccountID)) {
@@ -304,16 +308,7 @@ bool Transactions::IsHidden(uint64_t id) {
 }
 
 bool Transactions::IsHidden(const TTransaction& t) {
-  const uint64_t user = db_->CurrentUserID();
-  if (user == 0) return false;
-  if (t.Header.Hidden && t.Header.OwnerID != user) return true;
-  IAccounts& accounts = db_->Accounts();
-  // One hidden side is not enough: the other owner still sees the money arrive or leave.
-  if (db_->Splits().IsHidden(t.Data.SplitID) ||
-      (accounts.IsHidden(t.Data.WithdrawAccountID) && accounts.IsHidden(t.Data.TargetAccountID))) {
-    return true;
-  }
-  return db_->Categories().IsHidden(t.Categories);
+  return Visibility(*db_).Hidden(t);
 }
 
 }  // namespace vemra

@@ -167,10 +167,10 @@ TEST_F(TransactionsTest, OtherUsersMarksHideAndLockTransactions) {
   uint64_t free = transactions.AddTransaction(Tx(0, account, 1, 0, 0), {});
 
   db.SetCurrentUser(other);
-  // Both sides must be hidden to hide a transfer; a side without account never is.
+  // Both sides must be hidden to hide a transfer; an expense is hidden with its only account.
   EXPECT_FALSE(transactions.IsHidden(transfer));
   EXPECT_TRUE(transactions.IsReadOnly(transfer));  // one locked side locks it
-  EXPECT_FALSE(transactions.IsHidden(expense));
+  EXPECT_TRUE(transactions.IsHidden(expense));
   EXPECT_TRUE(transactions.IsHidden(in_hidden));
   EXPECT_TRUE(transactions.IsReadOnly(in_hidden));
   EXPECT_TRUE(transactions.IsHidden(marked));

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -71,7 +72,7 @@ TEST(ExRatesTest, TheRateInForceFollowsUndoRedoDeletionsAndParts) {
   auto rate = std::make_unique<TExRate>();
   rate->Data = {kA, kB, 8.0, ADate(20001), 0};
   other.StoreEntry(std::move(rate));
-  std::string part = ::testing::TempDir() + "/kestrum_rates.part";
+  std::string part = ::testing::TempDir() + "kestrum_rates_" + std::to_string(::getpid());
   ASSERT_EQ(other.WritePart(part), 0);
   ASSERT_EQ(db.ReadPart(part), 0);
   EXPECT_DOUBLE_EQ(db.GetExRate(kA, kB), 8.0);

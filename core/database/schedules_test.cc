@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "core/database/database.h"
@@ -164,7 +166,8 @@ TEST(ProcessSchedulesTest, CopiesEnterEachOccurrenceOnceAndNeverBringADeletedOne
   DataBase& c = copies[2];
   a.ProcessSchedules(ADate(kToday), ghosts);
   ASSERT_EQ(a.GetTable(1).size(), 6u);
-  const std::string dir = ::testing::TempDir();
+  const std::string dir = ::testing::TempDir() + "kestrum_schedules_" + std::to_string(::getpid());
+  std::filesystem::create_directories(dir);
   ASSERT_EQ(a.WritePart(dir + "/p1"), 0);
   const std::vector<uint64_t> entered = ids(a);
   const uint64_t yesterday = uint64_t{kToday - 1} * 86400 + 7 + 2;  // day x 86400 + residue
@@ -186,8 +189,7 @@ TEST(ProcessSchedulesTest, CopiesEnterEachOccurrenceOnceAndNeverBringADeletedOne
   EXPECT_EQ(ids(a), ids(c));
   EXPECT_EQ(a.GetTable(1).size(), 5u);
   EXPECT_EQ(a.DeletedHeaders(), c.DeletedHeaders());
-  std::remove((dir + "/p1").c_str());
-  std::remove((dir + "/p2").c_str());
+  std::filesystem::remove_all(dir);
 }
 
 }  // namespace
