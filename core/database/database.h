@@ -393,6 +393,10 @@ class DataBase : public TCoreDB {
   // ReadRecords, noting what changes in `log` when there is one.
   void MergeMarker(const THeader& h, MergeLog* log);
   void MergeRecord(std::unique_ptr<TBaseEntry> e, MergeLog* log);
+  // Whether a record with header `h` (its class that of `e`) read in a merge can change
+  // anything: false when a newer version or a newer deletion of it is held. Sets `held` to a
+  // held version with the same stamp, whose bytes decide.
+  bool Undecided(const THeader& h, const TBaseEntry& e, const TBaseEntry*& held);
 
   Table tables_[kTableCount];
   std::map<uint64_t, THeader> deleted_headers_;

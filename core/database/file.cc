@@ -153,11 +153,47 @@ struct DataBase::MergeLog {
 
 namespace {
 
-std::vector<uint8_t> StoredBytes(TBaseEntry& e) {
-  OutputStream out;
-  WriteRecord(e, out);
-  return out.MemoryData();
-}
+// An output stream into a buffer that keeps its memory between uses. A merge of a copy that
+// holds the same records compares every one of them byte by byte, so the bytes must cost no
+// allocation.
+class ScratchOutput : public IOutputStream {
+ public:
+  size_t Write(const void* src, size_t n) override {
+    const auto* p = static_cast<const uint8_t*>(src);
+    bytes.insert(bytes.end(), p, p + n);
+    return n;
+  }
+  int64_t Tell() override { return static_cast<int64_t>(bytes.size()); }
+  bool Seek(int64_t) override { return false; }
+  std::vector<uint8_t> bytes;
+};
+
+// An input stream over bytes held elsewhere (one record's body).
+class SpanInput : public IInputStream {
+ public:
+  SpanInput(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+  size_t Read(void* dst, size_t n) override {
+    size_t k = std::min(n, size_ - pos_);
+    std::memcpy(dst, data_ + pos_, k);
+    pos_ += k;
+    eof_ = k < n;
+    return k;
+  }
+  int64_t Tell() override { return static_cast<int64_t>(pos_); }
+  bool Seek(int64_t offset) override {
+    if (offset < 0 || static_cast<size_t>(offset) > size_) return false;
+    pos_ = static_cast<size_t>(offset);
+    eof_ = false;
+    return true;
+  }
+  bool Eof() override { return eof_; }
+
+ private:
+  const uint8_t* data_;
+  size_t size_;
+  size_t pos_ = 0;
+  bool eof_ = false;
+};
 
 // Whether `incoming` should replace `held`, two versions of one record or two deletion markers
 // of one ID: the newer change wins. Copies whose clocks lag can give two different versions
@@ -167,7 +203,13 @@ bool Outranks(TBaseEntry& incoming, TBaseEntry& held) {
   if (incoming.Header.LastModDate != held.Header.LastModDate) {
     return incoming.Header.LastModDate > held.Header.LastModDate;
   }
-  return StoredBytes(incoming) > StoredBytes(held);
+  thread_local ScratchOutput a;
+  thread_local ScratchOutput b;
+  a.bytes.clear();
+  b.bytes.clear();
+  WriteRecord(incoming, a);
+  WriteRecord(held, b);
+  return a.bytes > b.bytes;
 }
 
 bool Outranks(const THeader& incoming, const THeader& held) {
@@ -231,12 +273,44 @@ TReadReport DataBase::ReadRecords(IInputStream& in, bool reset_last_id, MergeLog
       ++report.Records;
       continue;
     }
-    if (!e->LoadData(in, h.SecondaryType)) break;  // what came before stays
-    // The stored size, not what the body reader consumed, says where the next header starts.
-    int64_t pos = in.Tell();
-    if (pos < next ? !SkipBytes(in, static_cast<uint64_t>(next - pos))
-                   : pos > next && !in.Seek(next)) {
-      break;
+    // A merge decides many records without building them: a held version or deletion that is
+    // newer, or a held version with the same stamp and the same bytes, leaves nothing to do, so
+    // merging a copy that holds the same records costs a comparison of bytes per record.
+    const TBaseEntry* held = nullptr;
+    if (!Undecided(h, *e, held)) {
+      if (!SkipBytes(in, h.Size)) break;
+      at = next;
+      ++report.Records;
+      continue;
+    }
+    bool parsed = false;
+    if (held != nullptr) {
+      thread_local ScratchOutput mine;
+      thread_local std::vector<uint8_t> theirs;
+      mine.bytes.clear();
+      WriteRecord(const_cast<TBaseEntry&>(*held), mine);
+      if (mine.bytes.size() == kHeaderSize + h.Size) {
+        theirs.assign(raw, raw + kHeaderSize);
+        theirs.resize(mine.bytes.size());
+        if (!ReadExactly(in, theirs.data() + kHeaderSize, h.Size)) break;
+        if (theirs == mine.bytes) {
+          at = next;
+          ++report.Records;
+          continue;
+        }
+        SpanInput body(theirs.data() + kHeaderSize, h.Size);
+        if (!e->LoadData(body, h.SecondaryType)) break;
+        parsed = true;
+      }
+    }
+    if (!parsed) {
+      if (!e->LoadData(in, h.SecondaryType)) break;  // what came before stays
+      // The stored size, not what the body reader consumed, says where the next header starts.
+      int64_t pos = in.Tell();
+      if (pos < next ? !SkipBytes(in, static_cast<uint64_t>(next - pos))
+                     : pos > next && !in.Seek(next)) {
+        break;
+      }
     }
     e->Header.ID = h.ID;
     e->Header.LastModDate = h.LastModDate;
@@ -251,6 +325,22 @@ TReadReport DataBase::ReadRecords(IInputStream& in, bool reset_last_id, MergeLog
   DropUndoStep();
   last_read_ = report;
   return report;
+}
+
+bool DataBase::Undecided(const THeader& h, const TBaseEntry& e, const TBaseEntry*& held) {
+  held = nullptr;
+  const Table& table = tables_[e.GetTableIndex()];
+  if (!deleted_headers_.empty()) {
+    auto marker = deleted_headers_.find(h.ID);
+    if (marker != deleted_headers_.end()) return h.LastModDate >= marker->second.LastModDate;
+  }
+  // Records come in ID order within a table, so on an open nothing is held yet.
+  if (table.empty() || table.rbegin()->first < h.ID) return true;
+  auto it = table.find(h.ID);
+  if (it == table.end()) return true;
+  if (it->second->Header.LastModDate > h.LastModDate) return false;
+  if (it->second->Header.LastModDate == h.LastModDate) held = it->second.get();
+  return true;
 }
 
 void DataBase::MergeMarker(const THeader& h, MergeLog* log) {
