@@ -26,14 +26,22 @@ TAccount Accounts::GetAccount(uint64_t id) {
   return LoadRecord<TAccount>(*db_, id, etAccount);
 }
 
-bool Accounts::DeleteAccount(uint64_t id) {
-  if (IsReadOnly(id) || FindRecord<TAccount>(*db_, id, etAccount) == nullptr) return false;
-  // Collect first: the changes below rewrite the table being walked.
+bool Accounts::DeleteAccount(uint64_t id, TRefusal* why) {
+  auto refuse = [&](TRefusal::Kind reason, uint64_t record) {
+    if (why != nullptr) *why = {reason, record};
+    return false;
+  };
+  if (IsReadOnly(id)) return refuse(TRefusal::kReadOnly, id);
+  if (FindRecord<TAccount>(*db_, id, etAccount) == nullptr) return refuse(TRefusal::kAbsent, id);
+  // Check first, then change: a refused transaction after others were changed would leave one
+  // that names a missing account, or a half-deleted account.
   std::vector<std::pair<uint64_t, TTransaction::TData>> touched;
+  ITransactions& transactions = db_->Transactions();
   for (const auto& [tid, e] : db_->GetTable(1)) {
     if (e->Header.Type != etTransaction) continue;
     const auto& t = static_cast<const TTransaction&>(*e);
     if (t.Data.WithdrawAccountID != id && t.Data.TargetAccountID != id) continue;
+    if (transactions.IsReadOnly(t)) return refuse(TRefusal::kDependentReadOnly, tid);
     TTransaction::TData data = t.Data;
     if (data.WithdrawAccountID == id) data.WithdrawAccountID = 0;
     if (data.TargetAccountID == id) data.TargetAccountID = 0;
@@ -50,6 +58,7 @@ bool Accounts::DeleteAccount(uint64_t id) {
     t.Data = data;
     db_->StoreEntry(std::make_unique<TTransaction>(std::move(t)));
   }
+  if (why != nullptr) *why = {};
   return db_->DeleteEntry(0, id);
 }
 

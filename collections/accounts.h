@@ -18,7 +18,7 @@ class Accounts : public IAccounts {
   uint64_t AddAccount(const TAccount& a) override;
   uint64_t UpdateAccount(const TAccount& a) override;
   TAccount GetAccount(uint64_t id) override;
-  bool DeleteAccount(uint64_t id) override;
+  bool DeleteAccount(uint64_t id, TRefusal* why = nullptr) override;
   NodeList GetAccountsTree() override;
   uint64_t GetCurrencyID(uint64_t id) override;
   double GetExchangeRate(uint64_t first, uint64_t second) override;

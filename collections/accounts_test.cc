@@ -135,7 +135,26 @@ TEST_F(AccountsTest, DeletingAnAccountKeepsTransfersOneSidedAndOtherBalances) {
   EXPECT_EQ(incoming.Tags, std::vector<uint64_t>{77});
   EXPECT_EQ(db.FindEntry(unrelated, 1)->Header.LastModDate, unrelated_stamp);
   EXPECT_EQ(Tree(), (std::vector<Row>{{7, kept, 83}, {7, other, 1}}));
-  EXPECT_FALSE(db.Accounts().DeleteAccount(gone));
+  TRefusal why;
+  EXPECT_FALSE(db.Accounts().DeleteAccount(gone, &why));
+  EXPECT_EQ(why.Reason, TRefusal::kAbsent);
+
+  // All or nothing: another user's locked transaction on the account stops the whole delete.
+  uint64_t owner = User(), guest = User();
+  uint64_t shared = Account(kEuro, 0);
+  uint64_t plain = transactions.AddTransaction(Tx(-1, shared, 3, 0, 0), TSchedule());
+  TTransaction mine = Tx(-1, kept, 2, shared, 2);
+  uint64_t locked = Store(mine, {owner, false, true});
+  db.SetCurrentUser(guest);
+  EXPECT_FALSE(db.Accounts().DeleteAccount(shared, &why));
+  EXPECT_EQ(why.Reason, TRefusal::kDependentReadOnly);
+  EXPECT_EQ(why.RecordID, locked);
+  EXPECT_NE(db.FindEntry(shared, 0), nullptr);
+  EXPECT_NE(db.FindEntry(plain, 1), nullptr);
+  EXPECT_EQ(transactions.GetTransaction(locked).Data.TargetAccountID, shared);
+  db.SetCurrentUser(owner);
+  EXPECT_TRUE(db.Accounts().DeleteAccount(shared, &why));
+  EXPECT_EQ(why.Reason, TRefusal::kNone);
 }
 
 TEST_F(AccountsTest, DefaultAccountCurrencyAndRate) {

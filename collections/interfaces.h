@@ -67,6 +67,17 @@ class ICurrencies {
   virtual bool SetExchangeRate(uint64_t from, uint64_t to, double rate) = 0;
 };
 
+// Why a change was refused.
+struct TRefusal {
+  enum Kind {
+    kNone,
+    kReadOnly,           // the database, or the record itself, may not be changed
+    kAbsent,             // there is no such record
+    kDependentReadOnly,  // a record that depends on it may not be changed (RecordID)
+  } Reason = kNone;
+  uint64_t RecordID = 0;
+};
+
 class IAccounts {
  public:
   virtual ~IAccounts() = default;
@@ -78,9 +89,10 @@ class IAccounts {
   // The account with its texts and sort order; a default record when absent.
   virtual TAccount GetAccount(uint64_t id) = 0;
   // Deletes the account. Expenses and incomes of it alone are deleted; transfers keep their
-  // other side, the deleted side set to 0; every transaction is stored again. False when
-  // refused.
-  virtual bool DeleteAccount(uint64_t id) = 0;
+  // other side, the deleted side set to 0, and are stored again. All or nothing: when the
+  // account or any transaction that names it may not be changed, nothing changes, false is
+  // returned and `why` (when given) says what stood in the way.
+  virtual bool DeleteAccount(uint64_t id, TRefusal* why = nullptr) = 0;
   // Ungrouped accounts, then the groups with their accounts, both in list order; each account's
   // Balance is its opening balance plus its cleared transactions up to today.
   virtual NodeList GetAccountsTree() = 0;
@@ -164,11 +176,14 @@ class ITransactions {
   // schedule.ScheduleType is not 0. Returns the new ID, 0 when `t` is read-only.
   virtual uint64_t AddTransaction(const TTransaction& t, const TSchedule& schedule) = 0;
   // Replaces the transaction (or scheduled transaction) with t's ID; a split it belongs to
-  // takes its date and time. With a schedule, or when the ID is a scheduled transaction, the
-  // result is a scheduled transaction. Returns the ID, 0 when refused.
+  // takes its date and time. A scheduled transaction stays scheduled: with `schedule` of type
+  // 0 it keeps its stored schedule. A plain transaction given a schedule becomes a scheduled
+  // transaction with a new ID (the plain record is deleted). Returns the ID of the stored
+  // record, 0 when refused.
   virtual uint64_t UpdateTransaction(const TTransaction& t, const TSchedule& schedule) = 0;
-  // The transaction with its texts; a scheduled transaction with that ID as a plain copy; a
-  // default record when neither exists.
+  // The transaction with its texts; a scheduled transaction with that ID as its occurrence
+  // copy (ScheduleID names it, IsGhostSchedule is its Ghost); a default record when neither
+  // exists.
   virtual TTransaction GetTransaction(uint64_t id) = 0;
   // Deletes the transaction, or the scheduled transaction with that ID. False when refused or
   // absent. Its split stays.
@@ -193,16 +208,18 @@ class ISplits {
   // Stores a copy of `s` (the split record only) as a new record. Returns the new ID, 0 when
   // `s` is read-only.
   virtual uint64_t AddSplit(const TSplit& s) = 0;
-  // Stores the split: with s.Transactions its parts are replaced by them, without them only the
-  // split record changes; then every part takes the split's date and time. Returns the split's
-  // ID, 0 when refused.
+  // Stores the split: with s.Transactions its parts are replaced by them (a part copied without
+  // its texts and tags keeps those it has stored), without them only the split record changes;
+  // then every part takes the split's date, time and cleared state (flag B). Returns the
+  // split's ID, 0 when refused.
   virtual uint64_t UpdateSplit(const TSplit& s) = 0;
   // The split with its texts (Transactions empty); a default record when absent.
   virtual TSplit GetSplit(uint64_t id) = 0;
   // The part transactions of split `id`, without texts, in ID order.
   virtual std::list<TTransaction> GetSplitTransactions(uint64_t id) = 0;
-  // Deletes every part, then the split. Stops at the first refused part, keeping the split
-  // (false).
+  // Deletes every part, then the split record; the parts go also when the split record is
+  // missing. Stops at the first refused part, keeping the split (false). False when there was
+  // nothing to delete.
   virtual bool DeleteSplit(uint64_t id) = 0;
   virtual bool IsReadOnly(uint64_t id) = 0;
   virtual bool IsReadOnly(const TSplit& s) = 0;

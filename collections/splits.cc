@@ -22,6 +22,13 @@ uint64_t Splits::UpdateSplit(const TSplit& s) {
     TSplit split = s;
     std::vector<TTransaction> parts = s.Transactions;
     split.Transactions.clear();
+    // The parts are stored again from these copies; a copy made without its texts and tags
+    // (GetSplitTransactions) takes them from its stored record, so that no update drops them.
+    for (TTransaction& part : parts) {
+      if (!part.Loaded && FindRecord<TTransaction>(*db_, part.Header.ID, etTransaction)) {
+        part.LoadDependents(*db_);
+      }
+    }
     if (!db_->StoreSplit(split, parts)) return 0;
     id = split.Header.ID;
   } else {
@@ -30,12 +37,18 @@ uint64_t Splits::UpdateSplit(const TSplit& s) {
     id = db_->StoreEntry(std::move(copy));
     if (id == 0) return 0;
   }
+  // The parts follow the split's date, time and cleared state (flag B).
   const TSplit stored = *FindRecord<TSplit>(*db_, id, etSplit);
+  const auto cleared = static_cast<int8_t>(stored.Data.FlagB);
   for (const TTransaction& part : GetSplitTransactions(id)) {
-    if (part.Data.Date == stored.Data.Date && part.Data.Time == stored.Data.Time) continue;
+    if (part.Data.Date == stored.Data.Date && part.Data.Time == stored.Data.Time &&
+        part.Data.Cleared == cleared) {
+      continue;
+    }
     TTransaction t = db_->Transactions().GetTransaction(part.Header.ID);
     t.Data.Date = stored.Data.Date;
     t.Data.Time = stored.Data.Time;
+    t.Data.Cleared = cleared;
     db_->Transactions().UpdateTransaction(t, TSchedule());
   }
   return id;
@@ -57,10 +70,14 @@ std::list<TTransaction> Splits::GetSplitTransactions(uint64_t id) {
 }
 
 bool Splits::DeleteSplit(uint64_t id) {
-  if (IsReadOnly(id) || FindRecord<TSplit>(*db_, id, etSplit) == nullptr) return false;
-  for (const TTransaction& part : GetSplitTransactions(id)) {
+  if (id == 0 || IsReadOnly(id)) return false;
+  // The parts go first, also when the split record is missing, so that none is left behind
+  // naming a split that is not there.
+  std::list<TTransaction> parts = GetSplitTransactions(id);
+  for (const TTransaction& part : parts) {
     if (!db_->Transactions().DeleteTransaction(part.Header.ID)) return false;
   }
+  if (FindRecord<TSplit>(*db_, id, etSplit) == nullptr) return !parts.empty();
   return db_->DeleteEntry(0, id);
 }
 

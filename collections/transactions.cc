@@ -162,17 +162,30 @@ uint64_t Transactions::UpdateTransaction(const TTransaction& t, const TSchedule&
     moved.Data.Time = t.Data.Time;
     db_->Splits().UpdateSplit(moved);
   }
-  if (FindScheduled(*db_, id) == nullptr && schedule.ScheduleType == 0) {
+  const TScheduledTransaction* scheduled = FindScheduled(*db_, id);
+  if (scheduled == nullptr && schedule.ScheduleType == 0) {
     auto copy = std::make_unique<TTransaction>();
     copy->Header.ID = id;
     copy->CopyTransactionPart(t);
     return db_->StoreEntry(std::move(copy));
   }
-  auto scheduled = std::make_unique<TScheduledTransaction>();
-  scheduled->Header.ID = id;
-  scheduled->CopyFromTransaction(t);
-  scheduled->Schedule = schedule;
-  return db_->StoreEntry(std::move(scheduled));
+  auto record = std::make_unique<TScheduledTransaction>();
+  record->CopyFromTransaction(t);
+  if (scheduled != nullptr) {
+    // A scheduled transaction stays scheduled: without a schedule of its own the caller keeps
+    // the stored one, so that an edit never leaves it a schedule that never fires.
+    record->Header.ID = id;
+    record->Schedule = schedule.ScheduleType == 0 ? scheduled->Schedule : schedule;
+    return db_->StoreEntry(std::move(record));
+  }
+  // A plain transaction given a schedule moves to the scheduled records. Copies merge by ID and
+  // keep one deletion marker per ID, so a move under the same ID would leave other copies
+  // holding both; the plain record is deleted and the scheduled one is a new record.
+  if (!t.Loaded) record->Tags = LoadRecord<TTransaction>(*db_, id, etTransaction).Tags;
+  record->Schedule = schedule;
+  record->ClearStringIDs();
+  if (!db_->DeleteEntry(1, id)) return 0;
+  return db_->StoreEntry(std::move(record));
 }
 
 TTransaction Transactions::GetTransaction(uint64_t id) {
@@ -181,13 +194,13 @@ TTransaction Transactions::GetTransaction(uint64_t id) {
   }
   TTransaction out;
   if (FindScheduled(*db_, id) == nullptr) return out;
+  // The occurrence copy, linked to its schedule by ScheduleID so that an editor finds the
+  // schedule and saves it back.
   auto scheduled = LoadRecord<TScheduledTransaction>(*db_, id, etScheduledTransaction);
   scheduled.CopyToTransaction(out, true);
   out.Header.ID = id;
   out.Header.LastModDate = scheduled.Header.LastModDate;
-  // A plain copy: the schedule is dropped.
-  out.ScheduleID = 0;
-  out.IsGhostSchedule = false;
+  out.Loaded = scheduled.Loaded;
   return out;
 }
 

@@ -1,5 +1,6 @@
 #include "collections/transactions.h"
 
+#include <list>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -119,7 +120,7 @@ TEST_F(TransactionsTest, SplitGroupingFollowsLooseTransactionsAndShowsFirstPartB
   EXPECT_EQ(node.Split->Data.Time, parts[0].Data.Time);
 }
 
-TEST_F(TransactionsTest, SchedulesTurnTransactionsIntoScheduledOnesAndBack) {
+TEST_F(TransactionsTest, EditsKeepSchedulesAndARecordIsNeverInTwoTables) {
   ITransactions& transactions = db.Transactions();
   TSchedule monthly;
   monthly.ScheduleType = 4;
@@ -131,23 +132,46 @@ TEST_F(TransactionsTest, SchedulesTurnTransactionsIntoScheduledOnesAndBack) {
   EXPECT_EQ(db.FindEntry(id, 1), nullptr);
   ASSERT_NE(db.FindEntry(id, 0), nullptr);
   EXPECT_EQ(db.FindEntry(id, 0)->Header.Type, etScheduledTransaction);
+  auto schedule_of = [&](uint64_t s) {
+    return static_cast<const TScheduledTransaction&>(*db.FindEntry(s, 0)).Schedule;
+  };
 
-  TTransaction plain = transactions.GetTransaction(id);  // the schedule as a plain copy
-  EXPECT_EQ(plain.Header.ID, id);
-  EXPECT_EQ(plain.Header.Type, etTransaction);
-  EXPECT_EQ(std::wstring(plain.Name), L"rent");
-  plain.Data.WithdrawAmount = 750;
-  ASSERT_EQ(transactions.UpdateTransaction(plain, TSchedule()), id);  // stays scheduled
+  // The copy names its schedule, so an editor finds it; an edit without a schedule keeps it.
+  TTransaction copy = transactions.GetTransaction(id);
+  EXPECT_EQ(copy.Header.ID, id);
+  EXPECT_EQ(copy.Header.Type, etTransaction);
+  EXPECT_EQ(copy.ScheduleID, id);
+  EXPECT_EQ(std::wstring(copy.Name), L"rent");
+  copy.Data.WithdrawAmount = 750;
+  ASSERT_EQ(transactions.UpdateTransaction(copy, TSchedule()), id);
   const auto& stored = static_cast<const TScheduledTransaction&>(*db.FindEntry(id, 0));
   EXPECT_EQ(stored.Data.WithdrawAmount, 750);
-  EXPECT_EQ(stored.Schedule.ScheduleType, 0);
+  EXPECT_EQ(stored.Schedule, monthly);
+  TSchedule weekly = monthly;
+  weekly.ScheduleType = 3;
+  ASSERT_EQ(transactions.UpdateTransaction(copy, weekly), id);
+  EXPECT_EQ(schedule_of(id).ScheduleType, 3);
 
-  uint64_t once = transactions.AddTransaction(Tx(0, account, 1, 0, 0), TSchedule());
-  EXPECT_EQ(db.FindEntry(once, 1)->Header.Type, etTransaction);
+  // A plain transaction given a schedule moves, texts and tags with it, under a new ID.
+  TTransaction once = Tx(0, account, 1, 0, 0);
+  once.Name = L"once";
+  once.Tags = {5};
+  uint64_t plain = transactions.AddTransaction(once, TSchedule());
+  EXPECT_EQ(db.FindEntry(plain, 1)->Header.Type, etTransaction);
+  uint64_t moved = transactions.UpdateTransaction(transactions.GetTransaction(plain), monthly);
+  ASSERT_NE(moved, 0u);
+  EXPECT_NE(moved, plain);
+  EXPECT_EQ(db.FindEntry(plain, 1), nullptr);
+  EXPECT_EQ(db.DeletedHeaders().count(plain), 1u);
+  EXPECT_EQ(schedule_of(moved), monthly);
+  TTransaction back = transactions.GetTransaction(moved);
+  EXPECT_EQ(std::wstring(back.Name), L"once");
+  EXPECT_EQ(back.Tags, std::vector<uint64_t>{5});
+
   EXPECT_TRUE(transactions.DeleteTransaction(id));
-  EXPECT_TRUE(transactions.DeleteTransaction(once));
-  EXPECT_FALSE(transactions.DeleteTransaction(once));
-  EXPECT_EQ(transactions.GetTransaction(once).Header.ID, 0u);
+  EXPECT_TRUE(transactions.DeleteTransaction(moved));
+  EXPECT_FALSE(transactions.DeleteTransaction(moved));
+  EXPECT_EQ(transactions.GetTransaction(moved).Header.ID, 0u);
 }
 
 TEST_F(TransactionsTest, OtherUsersMarksHideAndLockTransactions) {
@@ -217,6 +241,8 @@ TEST_F(TransactionsTest, SplitsMoveTheirPartsAndStopDeletingAtARefusedPart) {
   TSplit split;
   split.Data.Date = ADate(kToday - 3);
   std::vector<TTransaction> parts{Tx(0, account, 10, 0, 0), Tx(0, account, 20, 0, 0)};
+  parts[0].Name = L"bread";
+  parts[0].Tags = {7};
   ASSERT_TRUE(db.StoreSplit(split, parts));
   ISplits& splits = db.Splits();
   ITransactions& transactions = db.Transactions();
@@ -233,11 +259,22 @@ TEST_F(TransactionsTest, SplitsMoveTheirPartsAndStopDeletingAtARefusedPart) {
   }
   EXPECT_EQ(splits.GetSplitTransactions(split.Header.ID).size(), 2u);
 
-  // Updating the split record alone keeps its parts.
+  // Updating the split record alone keeps its parts, which follow its date and cleared state.
   TSplit record = splits.GetSplit(split.Header.ID);
   record.Data.Date = ADate(kToday);
+  record.Data.FlagB = 0;
   ASSERT_EQ(splits.UpdateSplit(record), split.Header.ID);
-  EXPECT_EQ(transactions.GetTransaction(parts[1].Header.ID).Data.Date, ADate(kToday));
+  for (const TTransaction& part : splits.GetSplitTransactions(split.Header.ID)) {
+    EXPECT_EQ(part.Data.Date, ADate(kToday));
+    EXPECT_EQ(part.Data.Cleared, 0);
+  }
+  // Parts handed back as GetSplitTransactions copies them (no texts, no tags) keep both.
+  std::list<TTransaction> copies = splits.GetSplitTransactions(split.Header.ID);
+  record.Transactions.assign(copies.begin(), copies.end());
+  ASSERT_EQ(splits.UpdateSplit(record), split.Header.ID);
+  TTransaction bread = transactions.GetTransaction(parts[0].Header.ID);
+  EXPECT_EQ(std::wstring(bread.Name), L"bread");
+  EXPECT_EQ(bread.Tags, std::vector<uint64_t>{7});
 
   // Another user's locked part stops the delete: the first part goes, the split stays.
   uint64_t owner = User(), other = User();
@@ -253,6 +290,14 @@ TEST_F(TransactionsTest, SplitsMoveTheirPartsAndStopDeletingAtARefusedPart) {
   EXPECT_TRUE(splits.DeleteSplit(split.Header.ID));
   EXPECT_EQ(db.FindEntry(split.Header.ID, 0), nullptr);
   EXPECT_FALSE(splits.DeleteSplit(split.Header.ID));
+
+  // A split whose record is gone still takes its parts with it.
+  TSplit orphaned;
+  std::vector<TTransaction> left{Tx(0, account, 1, 0, 0), Tx(0, account, 2, 0, 0)};
+  ASSERT_TRUE(db.StoreSplit(orphaned, left));
+  ASSERT_TRUE(db.DeleteEntry(0, orphaned.Header.ID));
+  EXPECT_TRUE(splits.DeleteSplit(orphaned.Header.ID));
+  EXPECT_TRUE(splits.GetSplitTransactions(orphaned.Header.ID).empty());
 }
 
 // The collections are made with the database, not on first use: the editor's remembered date is
