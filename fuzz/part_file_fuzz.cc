@@ -30,7 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     plain.insert(plain.end(), data + 1, data + size);
     part = Deflate(plain);
   }
-  vemra::DataBase db;
+  static vemra::DataBase db;  // one for every run; Close empties it
+  db.Close();
   db.Loaded = true;
   db.Header.DatabaseID = 7;
   int rc = db.ReadPart(*vemra::testing::MemoryInput(part));

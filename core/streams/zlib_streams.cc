@@ -13,7 +13,7 @@ namespace vemra {
 namespace {
 
 constexpr size_t kInChunk = 1 << 16;
-constexpr size_t kOutChunk = 1 << 18;
+constexpr size_t kOutChunk = 1 << 16;
 // Any zlib 1.x accepts this version string.
 constexpr const char* kZlibVersion = "1.2.11";
 
@@ -36,6 +36,9 @@ void StopWorker(std::mutex& mutex, std::condition_variable& changed, bool& stop,
 // streams never pay for one.
 struct InflateInputStream::Worker {
   static constexpr size_t kBlock = 1 << 20;
+  // Blocks start small and grow to kBlock, so that a small stream (a part, a fuzzer's input)
+  // costs memory in proportion to its data.
+  static constexpr size_t kFirstBlock = 1 << 16;
   static constexpr size_t kAhead = 4;  // blocks decompressed ahead of the reader
 
   explicit Worker(IInputStream& src) : source(src), in(kInChunk) {
@@ -60,9 +63,11 @@ struct InflateInputStream::Worker {
       }
     }
     int32_t result = 1;
-    block.resize(kBlock);
+    const size_t size = block_size;
+    block_size = std::min(block_size * 4, kBlock);
+    block.resize(size);
     zs.next_out = block.data();
-    zs.avail_out = static_cast<uInt>(kBlock);
+    zs.avail_out = static_cast<uInt>(size);
     while (zs.avail_out > 0 && result == 1) {
       if (zs.avail_in == 0) {
         size_t got = source.Read(in.data(), in.size());
@@ -82,7 +87,7 @@ struct InflateInputStream::Worker {
         result = rc;
       }
     }
-    block.resize(kBlock - zs.avail_out);
+    block.resize(size - zs.avail_out);
     std::lock_guard<std::mutex> lock(mutex);
     if (!block.empty()) ready.push_back(std::move(block));
     if (result != 1) status = result;
@@ -120,6 +125,7 @@ struct InflateInputStream::Worker {
   z_stream zs{};  // used by Step only: on the reader's thread first, then on the worker's
   bool z_ready = false;
   ByteBlock in;
+  size_t block_size = kFirstBlock;  // of the next block
   std::mutex mutex;
   std::condition_variable changed;
   std::deque<ByteBlock> ready;
@@ -295,7 +301,9 @@ struct DeflateOutputStream::Worker {
 
 DeflateOutputStream::DeflateOutputStream(IOutputStream& sink)
     : worker_(std::make_unique<Worker>(sink)) {
-  block_.reserve(Worker::kBlock);
+  // The first block grows with what is written, so that a small stream stays small; a stream
+  // that fills it gets whole blocks from then on.
+  block_.reserve(kInChunk);
 }
 
 DeflateOutputStream::~DeflateOutputStream() = default;
@@ -311,7 +319,7 @@ size_t DeflateOutputStream::Write(const void* src, size_t n) {
   size_t left = n;
   while (left > 0) {
     size_t take = std::min(left, Worker::kBlock - block_.size());
-    block_.insert(block_.end(), p, p + take);
+    block_.append(p, take);
     p += take;
     left -= take;
     if (block_.size() == Worker::kBlock) {

@@ -2,10 +2,11 @@
 // never has to sit in memory twice (once compressed, once as its record stream).
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -13,30 +14,53 @@
 
 namespace vemra {
 
-// A byte buffer whose resize leaves new bytes uninitialised: decompression overwrites them
-// anyway, and zero-filling a megabyte per stream costs more than a small stream's whole work.
-template <typename T>
-struct UninitializedAllocator {
-  using value_type = T;
-  UninitializedAllocator() = default;
-  template <typename U>
-  UninitializedAllocator(const UninitializedAllocator<U>&) {}  // NOLINT: allocator rebinding
-  T* allocate(size_t n) { return std::allocator<T>().allocate(n); }
-  void deallocate(T* p, size_t n) noexcept { std::allocator<T>().deallocate(p, n); }
-  template <typename U>
-  void construct(U* p) noexcept {
-    ::new (static_cast<void*>(p)) U;
+// A byte buffer whose growth leaves new bytes uninitialised: decompression overwrites them
+// anyway, and zero-filling a megabyte per stream (or constructing it byte by byte, as an
+// instrumented build does) costs more than a small stream's whole work. Movable, not copyable.
+class ByteBlock {
+ public:
+  ByteBlock() = default;
+  explicit ByteBlock(size_t size) { resize(size); }
+  ByteBlock(ByteBlock&& other) noexcept { *this = std::move(other); }
+  ByteBlock& operator=(ByteBlock&& other) noexcept {
+    data_ = std::move(other.data_);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+    return *this;
   }
-  template <typename U, typename... Args>
-  void construct(U* p, Args&&... args) {
-    ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+
+  uint8_t* data() { return data_.get(); }
+  const uint8_t* data() const { return data_.get(); }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  // Keeps the memory for the next use.
+  void clear() { size_ = 0; }
+  void reserve(size_t capacity) {
+    if (capacity > capacity_) Grow(capacity);
   }
-  template <typename U>
-  friend bool operator==(const UninitializedAllocator&, const UninitializedAllocator<U>&) {
-    return true;
+  // New bytes are left as they are.
+  void resize(size_t size) {
+    reserve(size);
+    size_ = size;
   }
+  void append(const uint8_t* src, size_t n) {
+    if (size_ + n > capacity_) Grow(std::max(size_ + n, capacity_ * 2));
+    std::memcpy(data_.get() + size_, src, n);
+    size_ += n;
+  }
+
+ private:
+  void Grow(size_t capacity) {
+    std::unique_ptr<uint8_t[]> fresh(new uint8_t[capacity]);
+    if (size_ > 0) std::memcpy(fresh.get(), data_.get(), size_);
+    data_ = std::move(fresh);
+    capacity_ = capacity;
+  }
+
+  std::unique_ptr<uint8_t[]> data_;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
 };
-using ByteBlock = std::vector<uint8_t, UninitializedAllocator<uint8_t>>;
 
 // Reads the data of a zlib stream (RFC 1950) that starts at the current position of `source`.
 // A worker thread decompresses ahead in blocks while the reader consumes them, so that reading
