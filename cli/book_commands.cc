@@ -102,6 +102,11 @@ int OpenBook(const std::string& path, Book& db, std::ostream& err) {
   for (const std::string& d : HeaderDamage(db)) {
     err << "kestrum-cli: warning: " << path << ": " << d << "\n";
   }
+  const uint64_t shown = db.Currencies().GetDefaultCurrencyID();
+  if (shown != 0 && shown != db.UserSettings.DefaultCurrencyID) {
+    err << "kestrum-cli: warning: " << path << ": amounts are shown in "
+        << db.Currencies().GetCurrency(shown).GetCode() << " instead\n";
+  }
   return kExitOK;
 }
 

@@ -372,6 +372,7 @@ TEST_F(CommandsTest, DamagedBooksAreReportedAndNeverWritten) {
   EXPECT_EQ(listed.status, kExitOK);
   EXPECT_NE(listed.err.find("warning: " + no_currency + ": the default currency"),
             std::string::npos);
+  EXPECT_NE(listed.err.find("amounts are shown in "), std::string::npos) << listed.err;
   EXPECT_EQ(Cli({"check", book}).status, kExitOK);
 
   // A part whose records end early inside an undamaged stream is applied up to the damage,
