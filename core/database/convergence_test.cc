@@ -11,11 +11,7 @@
 namespace vemra {
 namespace {
 
-#ifdef KESTRUM_SANITIZE_BUILD
-constexpr uint64_t kRuns = 60;  // each run is many times slower under the sanitizers
-#else
 constexpr uint64_t kRuns = 300;
-#endif
 
 TEST(ConvergenceTest, CopiesEndTheSameWhateverOrderTheirChangesMeetIn) {
   if (const char* one = std::getenv("KESTRUM_SIM_SEED")) {
