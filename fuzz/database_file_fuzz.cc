@@ -1,5 +1,6 @@
-// Fuzzes opening a database file: any bytes give a result code, never a crash or a hang, and a
-// file that opens saves and opens again with the same records. The first input byte picks how
+// Fuzzes opening a database file and merging it into a book: any bytes give a result code, never
+// a crash or a hang; a file that opens saves and opens again with the same records; a merge that
+// fails leaves the book exactly as it was. The first input byte picks how
 // the rest is used: as a whole file, as the record stream of an uncompressed file behind a valid
 // head, as the record stream of a current, compressed file, or as a recipe of records with
 // known type codes, few IDs and random bodies, so that random inputs reach the merge rules.
@@ -60,6 +61,40 @@ int Open(vemra::DataBase& db, const Bytes& file) {
   return db.Open(*vemra::testing::MemoryInput(file));
 }
 
+// A small book whose records share IDs 1..8 with the recipe's, so that merges meet held records
+// and markers; its DatabaseID is the 0 of the valid heads above.
+const Bytes& SmallBook() {
+  static const Bytes book = [] {
+    Bytes b = ValidHead(440);
+    Bytes records;
+    for (uint64_t id = 1; id <= 8; ++id) {
+      uint8_t head[40] = {};
+      head[0] = static_cast<uint8_t>(id);
+      head[8] = 2;                       // stamp
+      head[24] = id % 3 == 0 ? 1 : 104;  // a marker of a rate, or a rate
+      head[28] = id % 3 == 0 ? 104 : 0;  // the marker's type, or the rate's layout
+      head[32] = id % 3 == 0 ? 0 : 32;   // body size
+      records.insert(records.end(), head, head + 40);
+      if (id % 3 != 0) records.insert(records.end(), 32, static_cast<uint8_t>(id));
+    }
+    Bytes packed = Deflate(records);
+    b.insert(b.end(), packed.begin(), packed.end());
+    return b;
+  }();
+  return book;
+}
+
+// (table, ID, stamp) of every record and (ID, stamp) of every marker, to tell a changed book.
+std::vector<uint64_t> Fingerprint(vemra::DataBase& db) {
+  std::vector<uint64_t> out;
+  for (uint32_t t = 0; t < vemra::kTableCount; ++t) {
+    for (const auto& [id, e] : db.GetTable(t))
+      out.insert(out.end(), {t, id, e->Header.LastModDate});
+  }
+  for (const auto& [id, m] : db.DeletedHeaders()) out.insert(out.end(), {id, m.LastModDate});
+  return out;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -90,6 +125,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // per run (seeding its ID generator) would cost more than reading a small file.
   static vemra::DataBase db;
   static vemra::DataBase again;
+  static vemra::DataBase book;
+  if (Open(book, SmallBook()) != 0) std::abort();
+  std::vector<uint64_t> before = Fingerprint(book);
+  int merged = book.MergeFile(*vemra::testing::MemoryInput(file));
+  if (merged != 0 && Fingerprint(book) != before) std::abort();
   int rc = Open(db, file);
   if (rc != 0) {
     if (rc > 2 || rc < -6 || db.Loaded) std::abort();
