@@ -231,9 +231,11 @@ class DataBase : public TCoreDB {
   int MergeFilePath(const std::string& path);
   // The administrator password (at most 60 UTF-16 units); empty when none or not loaded.
   std::wstring GetAdminPassword() const;
-  // Merges a record stream into the tables by LastModDate (see file.cc); an unreadable body
-  // ends the read, keeping what came before. Leaves no undo history. Returns how the read
-  // ended, which LastRead() then also holds.
+  // Merges a record stream into the tables by LastModDate: of two versions of a record, or of
+  // two deletion markers, the newer wins, and on equal stamps the one whose stored bytes compare
+  // greater; a record wins over a marker with the same stamp. So copies end the same whatever
+  // order their streams arrive in. An unreadable body ends the read, keeping what came before.
+  // Leaves no undo history. Returns how the read ended, which LastRead() then also holds.
   TReadReport ReadRecords(IInputStream& in, bool reset_last_id);
   // How the record stream of the last Open, MergeFile or ReadPart ended.
   const TReadReport& LastRead() const { return last_read_; }
