@@ -14,6 +14,7 @@
 #include "core/records/currency.h"
 #include "core/records/entry_factory.h"
 #include "core/records/transaction.h"
+#include "core/streams/codec.h"
 #include "core/streams/compress.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
@@ -50,7 +51,8 @@ constexpr std::string_view kUsage =
     "  summary FILE                     accounts, balances and transaction counts\n"
     "  types                            the record kinds the engine reads and writes\n"
     "\n"
-    "kestrum-cli <command> --help shows the help of one command.\n"
+    "kestrum-cli <command> --help shows the help of one command; kestrum-cli --version the\n"
+    "version and the compression library.\n"
     "Exit status: 0 success, 1 the operation failed, 2 bad usage.\n";
 
 constexpr std::string_view kCheckUsage =
@@ -536,6 +538,10 @@ int Run(const Args& args, std::ostream& out, std::ostream& err) {
   if (args.empty()) return Usage(err, kUsage, "");
   const std::string& command = args[0];
   if (IsHelp(command)) return Help(out, kUsage);
+  if (command == "--version" || command == "-V") {
+    out << "kestrum-cli " << KESTRUM_VERSION << "\ncompression: " << CodecName() << "\n";
+    return kExitOK;
+  }
   Args rest(args.begin() + 1, args.end());
   using Command = int (*)(const Args&, std::ostream&, std::ostream&);
   static const std::map<std::string_view, Command> kCommands = {

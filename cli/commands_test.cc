@@ -77,6 +77,9 @@ TEST_F(CommandsTest, BadUsageExitsWithTwoAndHelpWithZero) {
     EXPECT_EQ(o.out.rfind(std::string("usage: kestrum-cli ") + command, 0), 0u) << o.out;
   }
   EXPECT_EQ(Cli({"--help"}).status, kExitOK);
+  Outcome version = Cli({"--version"});
+  EXPECT_EQ(version.status, kExitOK);
+  EXPECT_NE(version.out.find("compression: "), std::string::npos) << version.out;
   EXPECT_EQ(Cli({"types"}).out.find("FAILED"), std::string::npos);
 }
 

@@ -78,7 +78,9 @@ TEST_F(VisibilityTest, ListsBalancesSuggestionsAndChangesAgreeForEveryUser) {
       EXPECT_EQ(listed.count(id) == 1, visible(*c)) << c->name;
       EXPECT_EQ(transactions.IsHidden(id), !visible(*c)) << c->name;
       // What the user may not see they may not change either.
-      if (!visible(*c)) EXPECT_TRUE(transactions.IsReadOnly(id)) << c->name;
+      if (!visible(*c)) {
+        EXPECT_TRUE(transactions.IsReadOnly(id)) << c->name;
+      }
     }
     // Suggestions offer only the texts of visible transactions.
     std::set<std::wstring> offered;

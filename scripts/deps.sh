@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   cmake ninja-build g++ pkg-config
-  zlib1g-dev
+  zlib1g-dev libisal-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
   nlohmann-json3-dev

@@ -70,6 +70,7 @@ TEST(ExRatesTest, TheRateInForceFollowsUndoRedoDeletionsAndParts) {
   other.Loaded = true;
   other.Header.DatabaseID = 9;
   auto rate = std::make_unique<TExRate>();
+  rate->Header.ID = 77;  // not the deleted record's ID, which came from the same pinned clock
   rate->Data = {kA, kB, 8.0, ADate(20001), 0};
   other.StoreEntry(std::move(rate));
   std::string part = ::testing::TempDir() + "kestrum_rates_" + std::to_string(::getpid());

@@ -1,6 +1,7 @@
 #include "core/streams/compress.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <string>
 #include <vector>
@@ -110,13 +111,48 @@ TEST(CompressTest, RoundTripsAcrossChunkBoundaries) {
   }
 }
 
+// Our codec and zlib read each other's streams, so files stay readable by older copies and by
+// any zlib reader whichever codec the build uses.
+TEST(CompressTest, ZlibReadsOurStreamsAndWeReadZlibs) {
+  std::vector<uint8_t> plain(3 * 1024 * 1024 + 5);
+  uint32_t x = 7;
+  for (size_t i = 0; i < plain.size(); ++i) {
+    x = x * 1103515245 + 12345;
+    // Runs of text-like bytes with random ones between, like a record stream.
+    plain[i] = (i / 4096) % 3 == 0 ? static_cast<uint8_t>(x >> 24) : "0123 abc "[i % 9];
+  }
+  std::vector<uint8_t> ours = Compress(plain);
+  ASSERT_GE(ours.size(), 2u);
+  EXPECT_EQ(ours[0], 0x78);
+  EXPECT_EQ(ours[1], 0x01);
+  std::vector<uint8_t> back(plain.size());
+  uLongf size = back.size();
+  ASSERT_EQ(uncompress(back.data(), &size, ours.data(), ours.size()), Z_OK);
+  EXPECT_EQ(size, plain.size());
+  EXPECT_EQ(back, plain);
+
+  for (int level : {1, 6, 9}) {
+    std::vector<uint8_t> theirs(compressBound(plain.size()));
+    uLongf packed = theirs.size();
+    ASSERT_EQ(compress2(theirs.data(), &packed, plain.data(), plain.size(), level), Z_OK);
+    theirs.resize(packed);
+    ASSERT_EQ(Decompress(theirs, back), 0) << level;
+    EXPECT_EQ(back, plain) << level;
+    // A wrong checksum is damage even though every byte of data came out.
+    theirs.back() ^= 1;
+    EXPECT_EQ(Decompress(theirs, back), -3) << level;
+  }
+}
+
 TEST(CompressTest, DamagedInputGivesDataError) {
   std::vector<uint8_t> plain;
   EXPECT_EQ(Decompress({}, plain), -3);
   // Preset dictionary requested (FDICT set, dictionary id 1).
   EXPECT_EQ(Decompress(Bytes({0x78, 0xBB, 0x00, 0x00, 0x00, 0x01}), plain), -3);
-  // Bad header check.
+  // Bad header check, a method other than deflate, a window above 32 KiB.
   EXPECT_EQ(Decompress(Bytes({0x78, 0x02, 0x03, 0x00}), plain), -3);
+  EXPECT_EQ(Decompress(Bytes({0x79, 0x18, 0x03, 0x00}), plain), -3);
+  EXPECT_EQ(Decompress(Bytes({0x88, 0x1C, 0x03, 0x00, 0x00, 0x00, 0x00, 0x01}), plain), -3);
 
   std::vector<uint8_t> big(200000, 'k');
   for (size_t i = 0; i < big.size(); i += 7) big[i] = static_cast<uint8_t>(i);

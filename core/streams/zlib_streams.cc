@@ -1,7 +1,5 @@
 #include "core/streams/zlib_streams.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <condition_variable>
 #include <cstring>
@@ -9,13 +7,13 @@
 #include <mutex>
 #include <thread>
 
+#include "core/streams/codec.h"
+
 namespace vemra {
 namespace {
 
 constexpr size_t kInChunk = 1 << 16;
 constexpr size_t kOutChunk = 1 << 16;
-// Any zlib 1.x accepts this version string.
-constexpr const char* kZlibVersion = "1.2.11";
 
 // Asks a worker thread to stop, wakes it and waits for it (a thread never started is fine).
 void StopWorker(std::mutex& mutex, std::condition_variable& changed, bool& stop,
@@ -41,14 +39,8 @@ struct InflateInputStream::Worker {
   static constexpr size_t kFirstBlock = 1 << 16;
   static constexpr size_t kAhead = 4;  // blocks decompressed ahead of the reader
 
-  explicit Worker(IInputStream& src) : source(src), in(kInChunk) {
-    z_ready = inflateInit_(&zs, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
-    if (!z_ready) status = Z_MEM_ERROR;
-  }
-  ~Worker() {
-    StopWorker(mutex, changed, stop, thread);
-    if (z_ready) inflateEnd(&zs);
-  }
+  explicit Worker(IInputStream& src) : source(src), in(kInChunk) {}
+  ~Worker() { StopWorker(mutex, changed, stop, thread); }
 
   // Decompresses one block into `ready`; returns false when there is nothing more to do.
   bool Step() {
@@ -66,28 +58,21 @@ struct InflateInputStream::Worker {
     const size_t size = block_size;
     block_size = std::min(block_size * 4, kBlock);
     block.resize(size);
-    zs.next_out = block.data();
-    zs.avail_out = static_cast<uInt>(size);
-    while (zs.avail_out > 0 && result == 1) {
-      if (zs.avail_in == 0) {
+    cb.next_out = block.data();
+    cb.avail_out = size;
+    while (cb.avail_out > 0 && result == 1) {
+      if (cb.avail_in == 0 && !input_ended) {
         size_t got = source.Read(in.data(), in.size());
-        if (got == 0) {
-          result = Z_DATA_ERROR;  // the compressed data ended before its end marker
-          break;
-        }
-        zs.next_in = in.data();
-        zs.avail_in = static_cast<uInt>(got);
+        input_ended = got == 0;
+        cb.next_in = in.data();
+        cb.avail_in = got;
       }
-      int rc = inflate(&zs, Z_NO_FLUSH);
-      if (rc == Z_STREAM_END) {
-        result = 0;
-      } else if (rc == Z_NEED_DICT) {
-        result = Z_DATA_ERROR;
-      } else if (rc != Z_OK && rc != Z_BUF_ERROR) {
-        result = rc;
-      }
+      const size_t room = cb.avail_out;
+      result = inflater.Run(cb);
+      // The compressed data ended before its end marker.
+      if (result == kCodecMore && input_ended && cb.avail_out == room) result = kCodecDamaged;
     }
-    block.resize(size - zs.avail_out);
+    block.resize(size - cb.avail_out);
     std::lock_guard<std::mutex> lock(mutex);
     if (!block.empty()) ready.push_back(std::move(block));
     if (result != 1) status = result;
@@ -122,8 +107,10 @@ struct InflateInputStream::Worker {
   }
 
   IInputStream& source;
-  z_stream zs{};  // used by Step only: on the reader's thread first, then on the worker's
-  bool z_ready = false;
+  // Used by Step only: on the reader's thread first, then on the worker's.
+  Inflater inflater;
+  CodecBuffers cb;
+  bool input_ended = false;
   ByteBlock in;
   size_t block_size = kFirstBlock;  // of the next block
   std::mutex mutex;
@@ -204,14 +191,8 @@ struct DeflateOutputStream::Worker {
   static constexpr size_t kBlock = 1 << 20;
   static constexpr size_t kAhead = 4;
 
-  explicit Worker(IOutputStream& sink_stream) : sink(sink_stream), out(kOutChunk) {
-    z_ready = deflateInit_(&zs, 1, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
-    failed = !z_ready;
-  }
-  ~Worker() {
-    StopWorker(mutex, changed, stop, thread);
-    if (z_ready) deflateEnd(&zs);
-  }
+  explicit Worker(IOutputStream& sink_stream) : sink(sink_stream), out(kOutChunk) {}
+  ~Worker() { StopWorker(mutex, changed, stop, thread); }
 
   // Compresses the next queued block; returns false when there is nothing more to do.
   bool Step() {
@@ -227,19 +208,18 @@ struct DeflateOutputStream::Worker {
     }
     bool ok = !failed;
     if (ok) {
-      zs.next_in = block.data();
-      zs.avail_in = static_cast<uInt>(block.size());
-      int rc;
+      CodecBuffers cb{block.data(), block.size(), nullptr, 0};
+      int32_t rc;
       do {
-        zs.next_out = out.data();
-        zs.avail_out = static_cast<uInt>(out.size());
-        rc = deflate(&zs, done ? Z_FINISH : Z_NO_FLUSH);
-        size_t have = out.size() - zs.avail_out;
-        if (rc == Z_STREAM_ERROR || (have > 0 && sink.Write(out.data(), have) != have)) {
+        cb.next_out = out.data();
+        cb.avail_out = out.size();
+        rc = deflater.Run(cb, done);
+        size_t have = out.size() - cb.avail_out;
+        if (rc < 0 || (have > 0 && sink.Write(out.data(), have) != have)) {
           ok = false;
           break;
         }
-      } while (zs.avail_out == 0 || (done && rc != Z_STREAM_END));
+      } while (cb.avail_in > 0 || (done && rc != kCodecEnd));
     }
     block.clear();
     std::lock_guard<std::mutex> lock(mutex);
@@ -285,8 +265,7 @@ struct DeflateOutputStream::Worker {
   }
 
   IOutputStream& sink;
-  z_stream zs{};  // used by Step only: on the worker's thread, or on the writer's at the end
-  bool z_ready = false;
+  Deflater deflater;  // used by Step only: on the worker's thread, or on the writer's at the end
   ByteBlock out;
   std::mutex mutex;
   std::condition_variable changed;

@@ -1,0 +1,211 @@
+#include "core/streams/codec.h"
+
+#include <algorithm>
+#include <climits>
+#include <string>
+#include <vector>
+
+#if KESTRUM_HAVE_ISAL
+#include <isa-l.h>
+#else
+#include <zlib.h>
+#endif
+
+namespace vemra {
+namespace {
+
+// Both libraries count in 32 bits; a step never offers them more than this.
+constexpr size_t kMaxStep = UINT32_MAX;
+
+}  // namespace
+
+#if KESTRUM_HAVE_ISAL
+
+#define KESTRUM_STR2(x) #x
+#define KESTRUM_STR(x) KESTRUM_STR2(x)
+
+const char* CodecName() {
+  return "ISA-L " KESTRUM_STR(ISAL_MAJOR_VERSION) "." KESTRUM_STR(
+      ISAL_MINOR_VERSION) "." KESTRUM_STR(ISAL_PATCH_VERSION);
+}
+
+// igzip reads the deflate data and checks the Adler-32 trailer; the two header bytes are
+// checked here, as zlib checks them (method 8, window ≤ 32 KiB, check bits, no dictionary),
+// because igzip accepts headers that zlib refuses.
+struct Inflater::State {
+  inflate_state st;
+  uint8_t header[2] = {};
+  size_t header_read = 0;
+  int32_t result = kCodecMore;
+};
+
+Inflater::Inflater() : s_(std::make_unique<State>()) {
+  isal_inflate_init(&s_->st);
+  s_->st.crc_flag = ISAL_ZLIB_NO_HDR_VER;
+}
+
+Inflater::~Inflater() = default;
+
+int32_t Inflater::Run(CodecBuffers& b) {
+  State& s = *s_;
+  if (s.result != kCodecMore) return s.result;
+  while (s.header_read < 2 && b.avail_in > 0) {
+    s.header[s.header_read++] = *b.next_in++;
+    --b.avail_in;
+    if (s.header_read == 2) {
+      const unsigned cmf = s.header[0], flg = s.header[1];
+      if ((cmf & 0x0F) != 8 || (cmf >> 4) > 7 || (cmf * 256 + flg) % 31 != 0 || (flg & 0x20)) {
+        return s.result = kCodecDamaged;
+      }
+    }
+  }
+  if (s.header_read < 2) return kCodecMore;
+  while (true) {
+    const uint32_t in = static_cast<uint32_t>(std::min(b.avail_in, kMaxStep));
+    const uint32_t out = static_cast<uint32_t>(std::min(b.avail_out, kMaxStep));
+    s.st.next_in = const_cast<uint8_t*>(b.next_in);
+    s.st.avail_in = in;
+    s.st.next_out = b.next_out;
+    s.st.avail_out = out;
+    const int rc = isal_inflate(&s.st);
+    const size_t used = in - s.st.avail_in, made = out - s.st.avail_out;
+    b.next_in += used;
+    b.avail_in -= used;
+    b.next_out += made;
+    b.avail_out -= made;
+    if (rc < 0 || rc == ISAL_NEED_DICT) return s.result = kCodecDamaged;
+    if (s.st.block_state == ISAL_BLOCK_FINISH) return s.result = kCodecEnd;
+    // Go on while the library took or gave something and both sides still have room.
+    if ((used == 0 && made == 0) || b.avail_in == 0 || b.avail_out == 0) return kCodecMore;
+  }
+}
+
+struct Deflater::State {
+  isal_zstream zs;
+  std::vector<uint8_t> level_buf = std::vector<uint8_t>(ISAL_DEF_LVL1_DEFAULT);
+};
+
+Deflater::Deflater() : s_(std::make_unique<State>()) {
+  isal_deflate_init(&s_->zs);
+  s_->zs.gzip_flag = IGZIP_ZLIB;
+  s_->zs.level = 1;
+  s_->zs.level_buf = s_->level_buf.data();
+  s_->zs.level_buf_size = static_cast<uint32_t>(s_->level_buf.size());
+}
+
+Deflater::~Deflater() = default;
+
+int32_t Deflater::Run(CodecBuffers& b, bool last) {
+  isal_zstream& zs = s_->zs;
+  while (true) {
+    if (zs.internal_state.state == ZSTATE_END) return kCodecEnd;
+    const uint32_t in = static_cast<uint32_t>(std::min(b.avail_in, kMaxStep));
+    const uint32_t out = static_cast<uint32_t>(std::min(b.avail_out, kMaxStep));
+    zs.next_in = const_cast<uint8_t*>(b.next_in);
+    zs.avail_in = in;
+    zs.next_out = b.next_out;
+    zs.avail_out = out;
+    zs.end_of_stream = last && in == b.avail_in;
+    zs.flush = NO_FLUSH;
+    if (isal_deflate(&zs) != COMP_OK) return kCodecNoMemory;
+    const size_t used = in - zs.avail_in, made = out - zs.avail_out;
+    b.next_in += used;
+    b.avail_in -= used;
+    b.next_out += made;
+    b.avail_out -= made;
+    if (zs.internal_state.state == ZSTATE_END) return kCodecEnd;
+    if (b.avail_out == 0 || (!last && b.avail_in == 0)) return kCodecMore;
+  }
+}
+
+#else  // zlib
+
+namespace {
+// Any zlib 1.x accepts this version string.
+constexpr const char* kZlibVersion = "1.2.11";
+}  // namespace
+
+const char* CodecName() {
+  static const std::string name = std::string("zlib ") + zlibVersion();
+  return name.c_str();
+}
+
+struct Inflater::State {
+  z_stream zs{};
+  int32_t result = kCodecMore;
+};
+
+Inflater::Inflater() : s_(std::make_unique<State>()) {
+  if (inflateInit_(&s_->zs, kZlibVersion, static_cast<int>(sizeof(z_stream))) != Z_OK) {
+    s_->result = kCodecNoMemory;
+  }
+}
+
+Inflater::~Inflater() {
+  if (s_->result != kCodecNoMemory) inflateEnd(&s_->zs);
+}
+
+int32_t Inflater::Run(CodecBuffers& b) {
+  State& s = *s_;
+  if (s.result != kCodecMore) return s.result;
+  while (true) {
+    const uInt in = static_cast<uInt>(std::min(b.avail_in, kMaxStep));
+    const uInt out = static_cast<uInt>(std::min(b.avail_out, kMaxStep));
+    s.zs.next_in = const_cast<Bytef*>(b.next_in);
+    s.zs.avail_in = in;
+    s.zs.next_out = b.next_out;
+    s.zs.avail_out = out;
+    const int rc = inflate(&s.zs, Z_NO_FLUSH);
+    const size_t used = in - s.zs.avail_in, made = out - s.zs.avail_out;
+    b.next_in += used;
+    b.avail_in -= used;
+    b.next_out += made;
+    b.avail_out -= made;
+    if (rc == Z_STREAM_END) return s.result = kCodecEnd;
+    if (rc == Z_MEM_ERROR) return s.result = kCodecNoMemory;
+    if (rc != Z_OK && rc != Z_BUF_ERROR) return s.result = kCodecDamaged;
+    if ((used == 0 && made == 0) || b.avail_in == 0 || b.avail_out == 0) return kCodecMore;
+  }
+}
+
+struct Deflater::State {
+  z_stream zs{};
+  bool ready = false;
+  bool ended = false;
+};
+
+Deflater::Deflater() : s_(std::make_unique<State>()) {
+  s_->ready = deflateInit_(&s_->zs, 1, kZlibVersion, static_cast<int>(sizeof(z_stream))) == Z_OK;
+}
+
+Deflater::~Deflater() {
+  if (s_->ready) deflateEnd(&s_->zs);
+}
+
+int32_t Deflater::Run(CodecBuffers& b, bool last) {
+  State& s = *s_;
+  if (!s.ready) return kCodecNoMemory;
+  while (true) {
+    if (s.ended) return kCodecEnd;
+    const uInt in = static_cast<uInt>(std::min(b.avail_in, kMaxStep));
+    const uInt out = static_cast<uInt>(std::min(b.avail_out, kMaxStep));
+    s.zs.next_in = const_cast<Bytef*>(b.next_in);
+    s.zs.avail_in = in;
+    s.zs.next_out = b.next_out;
+    s.zs.avail_out = out;
+    const int rc = deflate(&s.zs, last && in == b.avail_in ? Z_FINISH : Z_NO_FLUSH);
+    const size_t used = in - s.zs.avail_in, made = out - s.zs.avail_out;
+    b.next_in += used;
+    b.avail_in -= used;
+    b.next_out += made;
+    b.avail_out -= made;
+    if (rc == Z_STREAM_ERROR) return kCodecNoMemory;
+    if (rc == Z_STREAM_END) s.ended = true;
+    if (s.ended) return kCodecEnd;
+    if (b.avail_out == 0 || (!last && b.avail_in == 0)) return kCodecMore;
+  }
+}
+
+#endif
+
+}  // namespace vemra
