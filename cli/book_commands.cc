@@ -286,7 +286,8 @@ const char* KindName(int32_t kind) {
 
 int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kAccountsUsage, {}, {"--json"}, 1, 1, "accounts takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
 
@@ -556,7 +557,8 @@ class TreePrinter {
 
 int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kTransactionsUsage,
                     {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
                     {"--json"},
@@ -616,7 +618,8 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
 
 int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kCategoriesUsage,           {}, {"--json", "--payees"}, 1, 1,
                     "categories takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
@@ -651,7 +654,8 @@ int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kCurrenciesUsage, {}, {"--json"}, 1, 1, "currencies takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   ICurrencies& currencies = db.Currencies();
@@ -687,7 +691,8 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kRateUsage, {}, {"--json"},
                     3,          4,  "rate takes FILE, FROM, TO and an optional RATE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
@@ -1001,7 +1006,8 @@ bool FindTransaction(Book& db, const std::string& word, TTransaction& t) {
 
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kAddUsage, kTransactionOptions, kTransactionFlags, 1, 1, "add takes one FILE"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   const std::string& file = p.positional[0];
@@ -1016,7 +1022,8 @@ int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kEditUsage,
                     kTransactionOptions,
                     kTransactionFlags,
@@ -1046,7 +1053,8 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
   Parsed p;
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID"};
   if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
   const std::string& file = p.positional[0];
@@ -1077,7 +1085,8 @@ int NewCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (std::filesystem::exists(file, ec) || ec) {
     return Refuse(err, file + ": already exists; a new database needs a new file name");
   }
-  Book db;
+  auto owned = MakeBook<Book>();
+  Book& db = *owned;
   NewDatabase(db, lang);
   if (int status = SaveTo(db, file, err); status != kExitOK) return status;
   out << file << ": new database, default currency "

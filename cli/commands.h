@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -41,6 +42,24 @@ int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err);
 // edit, delete) with `args`; `known` tells whether there is such a command.
 int BookCommand(std::string_view name, const Args& args, std::ostream& out, std::ostream& err,
                 bool& known);
+
+// Makes the kestrum-cli process keep every database a command opened until it exits instead of
+// destroying it: the OS takes the memory back at once, where a million record destructors take
+// a tenth of a second. Call once from main, before any command; tests leave it off.
+void KeepBooksUntilExit();
+
+// A database (DataBase or Book) owned by one command: destroyed with the handle, or kept until
+// the process exits after KeepBooksUntilExit().
+template <class T>
+struct BookDeleter {
+  void operator()(T* book) const;
+};
+template <class T>
+using BookHandle = std::unique_ptr<T, BookDeleter<T>>;
+template <class T>
+BookHandle<T> MakeBook() {
+  return BookHandle<T>(new T);
+}
 
 // Returns the message shown for a result code of the file and sync-part operations.
 std::string ResultMessage(int code);

@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   vemra::platform::SetLogOutput(nullptr);
   // Names are compared without letter case in every script, not only in ASCII.
   std::setlocale(LC_CTYPE, "C.UTF-8");
+  vemra::cli::KeepBooksUntilExit();
   std::vector<std::string> args(argv + 1, argv + argc);
   int status = vemra::cli::Run(args, std::cout, std::cerr);
   std::cout.flush();

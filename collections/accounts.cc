@@ -79,17 +79,10 @@ NodeList Accounts::GetAccountsTree() {
   std::stable_sort(accounts.begin(), accounts.end(), by_order);
   std::stable_sort(groups.begin(), groups.end(), by_order);
 
-  std::unordered_map<uint64_t, double> totals;
-  totals.reserve(accounts.size() * 2);
-  const ADate today = TodayADate();
-  Visibility visibility(*db_);
-  for (const auto& [id, e] : db_->GetTable(1)) {
-    if (e->Header.Type != etTransaction) continue;
-    const auto& t = static_cast<const TTransaction&>(*e);
-    if (t.Data.Date > today || t.Data.Cleared == 0 || visibility.Hidden(t)) continue;
-    totals[t.Data.WithdrawAccountID] -= t.Data.WithdrawAmount;
-    totals[t.Data.TargetAccountID] += t.Data.TargetAmount;
-  }
+  // Balances count the cleared transactions up to today.
+  std::map<uint64_t, double> totals;
+  for (const TAccount& a : accounts) totals.emplace(a.Header.ID, 0.0);
+  db_->AddBalanceSums(totals, ADate(TodayADate().Val + 1));
 
   NodeList result;
   for (const TAccGroup& g : groups) {

@@ -57,7 +57,20 @@ void DataBase::NoteAdded(uint32_t table, uint64_t id) {
 }
 
 void DataBase::Index(const TBaseEntry& e, bool add) {
-  switch (e.GetTableIndex()) {
+  const uint32_t table = e.GetTableIndex();
+  if (table <= 1 && e.Header.Hidden != 0) {
+    if (add) {
+      ++hidden_marks_;
+    } else {
+      --hidden_marks_;
+    }
+  }
+  switch (table) {
+    case 1:
+      if (e.Header.Type == etTransaction) {
+        transaction_index_.Note(static_cast<const TTransaction&>(e), add);
+      }
+      return;
     case 4: {
       uint64_t parent = e.GetParentID();
       if (parent == 0) return;
@@ -444,6 +457,8 @@ void DataBase::Close() {
   for (Table& table : tables_) table.clear();
   children_.clear();
   ex_rates_.clear();
+  transaction_index_.Clear();
+  hidden_marks_ = 0;
   deleted_headers_.clear();
   DiscardStepsFrom(0);
   undo_index_ = 0;

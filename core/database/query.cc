@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <map>
 #include <tuple>
 #include <unordered_map>
 
@@ -33,22 +34,26 @@ class QueryContext {
     sets_ = {&filter.Categories, &filter.Families, &filter.Payees, &filter.Projects, &filter.Tags};
   }
 
-  // The initial balances of the chosen accounts in the target currency. An empty account set
-  // stands for every account the current user may see.
-  double OpeningBalance() {
-    double sum = 0;
-    auto add = [&](uint64_t id) {
-      const Account& a = Lookup(id);
-      if (a.record != nullptr && a.in_set) sum += a.record->Data.InitialBalance * a.rate;
-    };
+  // The balances of the chosen accounts before day `begin` in the target currency: for each
+  // account in ascending ID order, its initial balance plus its balance sum, converted. An
+  // empty account set stands for every account the current user may see.
+  double OpeningBalance(ADate begin) {
+    std::map<uint64_t, double> sums;
     if (all_accounts_) {
       for (const auto& [id, e] : db_.GetTable(0)) {
-        if (e->Header.Type == etAccount) add(id);
+        if (e->Header.Type == etAccount && Lookup(id).in_set) sums.emplace(id, 0.0);
       }
     } else {
-      for (uint64_t id : filter_.Accounts) add(id);
+      for (uint64_t id : filter_.Accounts) sums.emplace(id, 0.0);
     }
-    return sum;
+    db_.AddBalanceSums(sums, begin);
+    double opening = 0;
+    for (const auto& [id, sum] : sums) {
+      const Account& a = Lookup(id);
+      const double initial = a.record != nullptr ? a.record->Data.InitialBalance : 0.0;
+      opening += (initial + sum) * a.rate;
+    }
+    return opening;
   }
 
   bool InSet(uint64_t account) { return account != 0 && Lookup(account).in_set; }
@@ -171,6 +176,37 @@ constexpr ADate kNoLimit(INT32_MAX);
 
 }  // namespace
 
+std::span<const TTransaction* const> DataBase::TransactionsByDate(ADate begin, ADate end) {
+  transaction_index_.Ensure([&](auto&& add) {
+    for (const auto& [id, e] : tables_[1]) {
+      if (e->Header.Type == etTransaction) add(static_cast<const TTransaction&>(*e));
+    }
+  });
+  return transaction_index_.Range(begin, end);
+}
+
+void DataBase::AddBalanceSums(std::map<uint64_t, double>& sums, ADate before) {
+  if (sums.empty()) return;
+  const ADate today = TodayADate();
+  TransactionsByDate(ADate(0), ADate(0));  // builds the index
+  if (use_balance_index_ && (current_user_id_ == 0 || hidden_marks_ == 0)) {
+    for (auto& [id, sum] : sums) sum += transaction_index_.Balance(id, before, today);
+    return;
+  }
+  // The same sums, one pass in index order, leaving out what the user may not see.
+  Visibility visibility(*this);
+  for (const TTransaction* t : transaction_index_.All()) {
+    if (t->Data.Date >= before) break;
+    if ((t->Data.Cleared == 0 && t->Data.Date <= today) || visibility.Hidden(*t)) continue;
+    auto w = sums.find(t->Data.WithdrawAccountID);
+    if (w != sums.end()) TransactionIndex::AddEffect(w->second, *t, w->first);
+    if (t->Data.TargetAccountID != t->Data.WithdrawAccountID) {
+      auto g = sums.find(t->Data.TargetAccountID);
+      if (g != sums.end()) TransactionIndex::AddEffect(g->second, *t, g->first);
+    }
+  }
+}
+
 size_t DataBase::QueryTransactions(std::vector<TTransaction>& out,
                                    const TTransactionFilter& filter) {
   out.clear();
@@ -182,7 +218,7 @@ size_t DataBase::QueryTransactions(std::vector<TTransaction>& out,
   ProcessSchedules(end, ghosts);
 
   QueryContext q(*this, filter);
-  double opening = q.OpeningBalance();
+  double opening = filter.LoanMode ? 0.0 : q.OpeningBalance(begin);
   std::vector<Row> rows;
   auto consider = [&](const TTransaction& t) {
     if (filter.LoanMode) {
@@ -194,7 +230,9 @@ size_t DataBase::QueryTransactions(std::vector<TTransaction>& out,
     if (t.Data.Date > end || q.Hidden(t)) return;
     double amount = q.AmountOf(t);
     if (t.Data.Date < begin) {
-      if (t.Data.Cleared != 0 || t.Data.Date > today) opening += amount;
+      // Only occurrences not yet entered come here (the opening balance holds the stored
+      // transactions); they lie after today, so they count.
+      opening += amount;
       return;
     }
     // A transaction of none of the chosen accounts changes no balance and is never listed;
@@ -205,11 +243,25 @@ size_t DataBase::QueryTransactions(std::vector<TTransaction>& out,
     }
     rows.push_back({t.Data.Date, t.Data.Time, t.Data.SplitID, t.Header.ID, &t, amount, 0, false});
   };
-  for (const auto& [id, e] : tables_[1]) {
-    if (e->Header.Type == etTransaction) consider(static_cast<const TTransaction&>(*e));
+  if (filter.LoanMode) {
+    for (const auto& [id, e] : tables_[1]) {
+      if (e->Header.Type == etTransaction) consider(static_cast<const TTransaction&>(*e));
+    }
+  } else {
+    for (const TTransaction* t : TransactionsByDate(begin, end)) consider(*t);
   }
+  // Occurrences (in date order already) go after the stored ones of their day and sort in.
+  std::sort(ghosts.begin(), ghosts.end(), [](const TTransaction& a, const TTransaction& b) {
+    return TransactionIndex::Before(&a, &b);
+  });
+  const size_t stored = rows.size();
   for (const TTransaction& g : ghosts) consider(g);
-  std::sort(rows.begin(), rows.end(), RowBefore);
+  if (filter.LoanMode) {
+    std::sort(rows.begin(), rows.end(), RowBefore);
+  } else {
+    std::inplace_merge(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(stored),
+                       rows.end(), RowBefore);
+  }
 
   size_t kept = 0;
   if (filter.LoanMode) {
