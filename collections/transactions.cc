@@ -1,5 +1,6 @@
 #include "collections/transactions.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <tuple>
@@ -263,29 +264,97 @@ NodeList Transactions::GetTransactionsTree(bool by_days, int group_by, uint64_t 
   return result;
 }
 
-std::list<TDescription> Transactions::GetDescriptions() {
-  // category ID -> (kind, description) -> the latest transaction that used them.
-  std::map<uint64_t, std::map<std::pair<int32_t, std::wstring>, uint64_t>> found;
-  std::wstring text;
-  Visibility visibility(*db_);
-  for (const auto& [id, e] : db_->GetTable(1)) {
-    if (e->Header.Type != etTransaction) continue;
-    const auto& t = static_cast<const TTransaction&>(*e);
-    if (t.Data.NameID == 0 || visibility.Hidden(t)) continue;
-    if (!db_->GetString(t.Data.NameID, text) || text.empty()) continue;
-    found[t.Categories.CategoryID][{TransactionKind(t), text}] = id;
+void Transactions::CountDescription(uint64_t id) {
+  using Cache = DescriptionCache;
+  const auto* t = FindRecord<TTransaction>(*db_, id, etTransaction);
+  if (t == nullptr || t->Data.NameID == 0) return;
+  const auto* name = FindRecord<TStringEntry>(*db_, t->Data.NameID, etString);
+  if (name == nullptr || name->Text.empty()) return;
+  if (db_->SomethingHidden() && Visibility(*db_).Hidden(*t)) return;
+  auto [key, fresh] = descriptions_.keys.try_emplace(
+      Cache::Key{t->Categories.CategoryID, TransactionKind(*t), name->Text});
+  Cache::Uses& uses = key->second;
+  ++uses.count;
+  if (fresh) {
+    uses.latest = id;
+  } else if (uses.latest != 0) {
+    uses.latest = std::max(uses.latest, id);
   }
-  std::list<TDescription> out;
-  for (auto& [category_id, entries] : found) {
-    std::wstring category_name = db_->Categories().GetCategory(category_id).Name;
-    for (auto& [key, transaction_id] : entries) {
-      TDescription d;
-      d.Kind = key.first;
-      d.TransactionID = transaction_id;
-      d.Description = key.second;
-      d.CategoryName = category_name;
-      out.push_back(std::move(d));
+  auto& counted = descriptions_.counted;
+  auto at = std::lower_bound(counted.begin(), counted.end(), std::pair(id, &key->first));
+  counted.insert(at, {id, &key->first});
+}
+
+void Transactions::RefreshDescriptions() {
+  using Cache = DescriptionCache;
+  DataBase::TextChanges changes = db_->TakeTextChanges();
+  Cache& cache = descriptions_;
+  // Every changed string must be the name of a changed transaction; a text changed on its own
+  // (or hidden records for the logged-in user) means starting over.
+  std::vector<uint64_t> names = changes.Names;
+  std::sort(names.begin(), names.end());
+  bool apply = cache.valid && !changes.Overflow && cache.user == db_->CurrentUserID() &&
+               !db_->SomethingHidden();
+  for (uint64_t s : changes.Strings) {
+    apply = apply && std::binary_search(names.begin(), names.end(), s);
+  }
+  if (!apply) {
+    cache = Cache();
+    cache.user = db_->CurrentUserID();
+    for (const auto& [id, e] : db_->GetTable(1)) {
+      if (e->Header.Type == etTransaction) CountDescription(id);
     }
+  } else {
+    std::vector<uint64_t> ids = changes.Transactions;
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    for (uint64_t id : ids) {
+      auto at = std::lower_bound(cache.counted.begin(), cache.counted.end(),
+                                 std::pair<uint64_t, const Cache::Key*>(id, nullptr));
+      if (at != cache.counted.end() && at->first == id) {
+        auto key = cache.keys.find(*at->second);
+        cache.counted.erase(at);
+        if (--key->second.count == 0) {
+          cache.keys.erase(key);
+        } else if (key->second.latest == id) {
+          key->second.latest = 0;
+        }
+      }
+      CountDescription(id);
+    }
+  }
+  // The latest use of a key whose latest use went: the last counted transaction under it.
+  size_t unknown = 0;
+  for (const auto& [key, uses] : cache.keys) unknown += uses.latest == 0;
+  for (auto it = cache.counted.rbegin(); unknown > 0 && it != cache.counted.rend(); ++it) {
+    Cache::Uses& uses = cache.keys.find(*it->second)->second;
+    if (uses.latest == 0) {
+      uses.latest = it->first;
+      --unknown;
+    }
+  }
+  cache.valid = true;
+}
+
+std::list<TDescription> Transactions::GetDescriptions() {
+  RefreshDescriptions();
+  std::list<TDescription> out;
+  uint64_t category_id = 0;
+  std::wstring category_name;
+  bool named = false;
+  for (const auto& [key, uses] : descriptions_.keys) {
+    const auto& [category, kind, text] = key;
+    if (!named || category != category_id) {
+      category_id = category;
+      category_name = db_->Categories().GetCategory(category).Name;
+      named = true;
+    }
+    TDescription d;
+    d.Kind = kind;
+    d.TransactionID = uses.latest;
+    d.Description = text;
+    d.CategoryName = category_name;
+    out.push_back(std::move(d));
   }
   return out;
 }

@@ -2,6 +2,12 @@
 // transactions).
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "collections/interfaces.h"
 #include "core/records/dates.h"
 
@@ -35,7 +41,27 @@ class Transactions : public ITransactions {
   int32_t DefaultCleared = 0;
 
  private:
+  // What GetDescriptions lists, kept between calls and brought up to date from the database's
+  // text changes, so that a call after an edit costs the edit, not a pass over every record.
+  struct DescriptionCache {
+    using Key = std::tuple<uint64_t, int32_t, std::wstring>;  // category, kind, description
+    struct Uses {
+      size_t count = 0;
+      uint64_t latest = 0;  // the highest transaction ID; 0 when it must be looked up again
+    };
+    std::map<Key, Uses> keys;
+    // (transaction ID, its key) of every transaction counted, in ID order.
+    std::vector<std::pair<uint64_t, const Key*>> counted;
+    uint64_t user = 0;
+    bool valid = false;
+  };
+  // Counts transaction `id` (when it exists, is visible and has a description) under its key.
+  void CountDescription(uint64_t id);
+  // Brings the cache up to date; rebuilds it when the changes cannot be applied one by one.
+  void RefreshDescriptions();
+
   Book* db_;
+  DescriptionCache descriptions_;
 };
 
 }  // namespace vemra

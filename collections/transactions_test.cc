@@ -1,6 +1,7 @@
 #include "collections/transactions.h"
 
 #include <list>
+#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -235,6 +236,67 @@ TEST_F(TransactionsTest, DescriptionsNameTheLatestTransactionPerCategoryKindAndT
                      {0, apples, L"Apples", L"Food"},
                      {0, later_bread, L"bread", L"Food"},
                      {1, refund, L"bread", L"Food"}}));
+}
+
+// The suggestions, kept between calls, equal a fresh count after every kind of change.
+TEST_F(TransactionsTest, DescriptionsFollowEditsUndoRedoAndTextChanges) {
+  using Listed = std::tuple<uint64_t, int32_t, std::wstring, uint64_t>;
+  auto fresh = [&] {
+    std::map<std::tuple<uint64_t, int32_t, std::wstring>, uint64_t> latest;
+    for (const auto& [id, e] : db.GetTable(1)) {
+      const auto& t = static_cast<const TTransaction&>(*e);
+      std::wstring text;
+      if (e->Header.Type == etTransaction && db.GetString(t.Data.NameID, text) && !text.empty()) {
+        latest[{t.Categories.CategoryID, TransactionKind(t), text}] = id;
+      }
+    }
+    std::vector<Listed> out;
+    for (const auto& [key, id] : latest) {
+      out.emplace_back(std::get<0>(key), std::get<1>(key), std::get<2>(key), id);
+    }
+    return out;
+  };
+  auto listed = [&] {
+    std::vector<Listed> out;
+    for (const TDescription& d : db.Transactions().GetDescriptions()) {
+      const auto& t = static_cast<const TTransaction&>(*db.FindEntry(d.TransactionID, 1));
+      out.emplace_back(t.Categories.CategoryID, d.Kind, d.Description, d.TransactionID);
+    }
+    return out;
+  };
+  const uint64_t food = Category(kCategoryRoot, L"Food");
+  const wchar_t* names[] = {L"bread", L"milk", L"", L"tea"};
+  ITransactions& transactions = db.Transactions();
+  uint32_t x = 1;
+  auto pick = [&](uint32_t n) { return (x = x * 1103515245 + 12345) / 65536 % n; };
+  std::vector<uint64_t> ids;
+  for (int step = 0; step < 400; ++step) {
+    const uint32_t op = pick(8);
+    if (op <= 2 || ids.empty()) {
+      db.BeginUndoStep(2);
+      TTransaction t = pick(3) == 0 ? Tx(0, 0, 0, account, 2) : Tx(-1, account, 1, 0, 0);
+      t.Name = names[pick(4)];
+      t.Categories.CategoryID = pick(2) == 0 ? food : 0;
+      ids.push_back(transactions.AddTransaction(t, {}));
+    } else if (op <= 4) {
+      db.BeginUndoStep(3);
+      TTransaction t = transactions.GetTransaction(ids[pick(static_cast<uint32_t>(ids.size()))]);
+      if (t.Header.ID == 0) continue;
+      t.Name = names[pick(4)];
+      t.Categories.CategoryID = pick(2) == 0 ? food : 0;
+      transactions.UpdateTransaction(t, {});
+    } else if (op == 5) {
+      db.BeginUndoStep(4);
+      transactions.DeleteTransaction(ids[pick(static_cast<uint32_t>(ids.size()))]);
+    } else if (op == 6) {
+      pick(2) == 0 ? db.Undo() : db.Redo();
+    } else if (const TBaseEntry* e =
+                   db.FindEntry(ids[pick(static_cast<uint32_t>(ids.size()))], 1)) {
+      // A text changed without its transaction, as a part from another copy can bring.
+      db.SetString(static_cast<const TTransaction*>(e)->Data.NameID, names[pick(4)]);
+    }
+    ASSERT_EQ(listed(), fresh()) << "step " << step;
+  }
 }
 
 TEST_F(TransactionsTest, SplitsMoveTheirPartsAndStopDeletingAtARefusedPart) {

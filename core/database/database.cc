@@ -68,8 +68,14 @@ void DataBase::Index(const TBaseEntry& e, bool add) {
   switch (table) {
     case 1:
       if (e.Header.Type == etTransaction) {
-        transaction_index_.Note(static_cast<const TTransaction&>(e), add);
+        const auto& t = static_cast<const TTransaction&>(e);
+        transaction_index_.Note(t, add);
+        NoteTextChange(&text_changes_.Transactions, t.Header.ID);
+        NoteTextChange(&text_changes_.Names, t.Data.NameID);
       }
+      return;
+    case 6:
+      NoteTextChange(&text_changes_.Strings, e.Header.ID);
       return;
     case 4: {
       uint64_t parent = e.GetParentID();
@@ -89,6 +95,24 @@ void DataBase::Index(const TBaseEntry& e, bool add) {
     default:
       return;
   }
+}
+
+void DataBase::NoteTextChange(std::vector<uint64_t>* list, uint64_t id) {
+  // Beyond this a cache is rebuilt faster than it applies the changes one by one.
+  constexpr size_t kMaxTextChanges = 4096;
+  if (text_changes_.Overflow) return;
+  if (list->size() >= kMaxTextChanges) {
+    text_changes_ = TextChanges();
+    return;
+  }
+  list->push_back(id);
+}
+
+DataBase::TextChanges DataBase::TakeTextChanges() {
+  TextChanges taken = std::move(text_changes_);
+  text_changes_ = TextChanges();
+  text_changes_.Overflow = false;
+  return taken;
 }
 
 uint64_t DataBase::Insert(std::unique_ptr<TBaseEntry> e) {
@@ -459,6 +483,7 @@ void DataBase::Close() {
   ex_rates_.clear();
   transaction_index_.Clear();
   hidden_marks_ = 0;
+  text_changes_ = TextChanges();
   deleted_headers_.clear();
   DiscardStepsFrom(0);
   undo_index_ = 0;

@@ -330,6 +330,20 @@ class DataBase : public TCoreDB {
   // the next change of the database.
   std::span<const TTransaction* const> TransactionsByDate(ADate begin, ADate end);
 
+  // What changed among transactions and texts since the last TakeTextChanges, for caches of
+  // transaction texts (the descriptions offered as suggestions) to catch up without a pass.
+  struct TextChanges {
+    std::vector<uint64_t> Transactions;  // transactions stored or removed
+    std::vector<uint64_t> Names;         // their NameIDs, before and after
+    std::vector<uint64_t> Strings;       // string records stored or removed
+    bool Overflow = true;                // too much changed (or nothing was taken yet): start over
+  };
+  // Returns the changes noted since the last call and starts a new list.
+  TextChanges TakeTextChanges();
+  // True when the logged-in user may not see some records (another owner hid them), so that
+  // answers must be checked record by record.
+  bool SomethingHidden() const { return current_user_id_ != 0 && hidden_marks_ != 0; }
+
   // --- Whole database ---
 
   // Rebuilds the exchange-rate index and processes the schedules up to today.
@@ -400,6 +414,8 @@ class DataBase : public TCoreDB {
   // Keeps the derived indexes (link records by parent, exchange rates) in step with a record
   // entering (`add`) or leaving its table.
   void Index(const TBaseEntry& e, bool add);
+  // Adds `id` to one list of text_changes_, or marks them overflowed when they grew too long.
+  void NoteTextChange(std::vector<uint64_t>* list, uint64_t id);
   // The exchange-rate part of Index (ex_rates.cc).
   void IndexRate(const TBaseEntry& e, bool add);
   // What a merge of another copy changed, so that a failed merge can be taken back.
@@ -428,6 +444,7 @@ class DataBase : public TCoreDB {
   // and balances come from the index.
   size_t hidden_marks_ = 0;
   bool use_balance_index_ = true;
+  TextChanges text_changes_;
   // (parent ID, record ID) of every link record of table 4 with a parent, for CollectChildren.
   std::set<std::pair<uint64_t, uint64_t>> children_;
   uint64_t current_user_id_ = 0;

@@ -259,8 +259,8 @@ size_t DataBase::QueryTransactions(std::vector<TTransaction>& out,
   if (filter.LoanMode) {
     std::sort(rows.begin(), rows.end(), RowBefore);
   } else {
-    std::inplace_merge(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(stored),
-                       rows.end(), RowBefore);
+    std::inplace_merge(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(stored), rows.end(),
+                       RowBefore);
   }
 
   size_t kept = 0;

@@ -132,7 +132,8 @@ std::vector<Listed> Query(DataBase& db, const TTransactionFilter& f) {
   std::vector<TTransaction> rows;
   db.QueryTransactions(rows, f);
   std::vector<Listed> out;
-  for (const TTransaction& t : rows) out.emplace_back(t.Header.ID, t.Data.Time, t.Amount, t.Balance);
+  for (const TTransaction& t : rows)
+    out.emplace_back(t.Header.ID, t.Data.Time, t.Amount, t.Balance);
   return out;
 }
 
@@ -145,7 +146,8 @@ TEST(TransactionIndexTest, BalancesAndPeriodsEqualAFullScanThroughRandomEdits) {
     for (int step = 0; step < 120; ++step) {
       book.Step();
       if (step % 6 != 0) continue;
-      for (int32_t before : {kToday - 45, kToday - 10, kToday, kToday + 1, kToday + 7, kToday + 90}) {
+      for (int32_t before :
+           {kToday - 45, kToday - 10, kToday, kToday + 1, kToday + 7, kToday + 90}) {
         std::map<uint64_t, double> indexed, scanned;
         for (uint64_t a : book.accounts) indexed[a] = scanned[a] = 0;
         indexed[12345] = scanned[12345] = 0;  // no such account
@@ -155,7 +157,8 @@ TEST(TransactionIndexTest, BalancesAndPeriodsEqualAFullScanThroughRandomEdits) {
         db.AddBalanceSums(scanned, ADate(before));
         for (auto& [a, sum] : indexed) {
           const double expected = ScanSum(db, a, ADate(before));
-          EXPECT_TRUE(SameBits(sum, expected)) << a << " " << before << ": " << sum << " " << expected;
+          EXPECT_TRUE(SameBits(sum, expected))
+              << a << " " << before << ": " << sum << " " << expected;
           EXPECT_TRUE(SameBits(scanned[a], expected)) << a << " " << before;
         }
       }
@@ -177,7 +180,8 @@ TEST(TransactionIndexTest, BalancesAndPeriodsEqualAFullScanThroughRandomEdits) {
       f.CurrencyID = kEuro;
       f.Begin = ADate(kToday - 20 + book.Pick(20));
       f.End = ADate(f.Begin.Val + book.Pick(40));
-      if (book.Pick(2) == 0) f.Accounts = {book.accounts[book.Pick(4)], book.accounts[book.Pick(4)]};
+      if (book.Pick(2) == 0)
+        f.Accounts = {book.accounts[book.Pick(4)], book.accounts[book.Pick(4)]};
       db.UseBalanceIndex(true);
       std::vector<Listed> fast = Query(db, f);
       db.UseBalanceIndex(false);
