@@ -291,6 +291,27 @@ void BM_TransactionsTreeMonthByCategory(benchmark::State& state) {
 }
 BENCHMARK(BM_TransactionsTreeMonthByCategory)->Apply(Sizes);
 
+// One stored edit (a recent transaction's amount) and the two trees a view then asks again.
+void BM_EditThenRefresh(benchmark::State& state) {
+  Book& db = OpenBook(state.range(0));
+  const ADate today = TodayADate();
+  const int32_t y = YearOf(today), m = MonthOf(today);
+  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  const uint64_t currency = db.Currencies().GetDefaultCurrencyID();
+  const uint64_t id = db.GetTable(1).rbegin()->first;
+  double amount = 1;
+  for (auto _ : state) {
+    auto e = db.GetEntry(id, 1);
+    static_cast<TTransaction&>(*e).Data.WithdrawAmount = amount;
+    amount += 0.01;
+    db.StoreEntry(std::move(e));
+    benchmark::DoNotOptimize(db.Accounts().GetAccountsTree());
+    benchmark::DoNotOptimize(
+        db.Transactions().GetTransactionsTree(true, GroupBy::None, currency, {}));
+  }
+}
+BENCHMARK(BM_EditThenRefresh)->Apply(Sizes);
+
 void BM_Descriptions(benchmark::State& state) {
   Book& db = OpenBook(state.range(0));
   size_t count = 0;

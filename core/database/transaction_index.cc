@@ -8,7 +8,7 @@ namespace {
 
 // More changes than this between two uses cost more applied one by one (each moves part of an
 // array) than one rebuild.
-constexpr uint32_t kMaxChangesInPlace = 256;
+constexpr uint32_t kMaxChangesInPlace = 64;
 
 // The first position in `rows` (index order) dated on or after `d`.
 auto FirstOnOrAfter(const std::vector<const TTransaction*>& rows, ADate d) {
