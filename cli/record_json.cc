@@ -246,7 +246,7 @@ void AddUser(Json& j, const TUser& u) {
 }
 
 void AddString(Json& j, const TStringEntry& s) {
-  j["Text"] = TextToUtf8(s.Text);
+  j["Text"] = TextToUtf8(s.Text());
 }
 
 void AddBudgetFilter(Json& j, const TBudgetFilter& f) {

@@ -197,7 +197,7 @@ TEST(DatabaseJsonTest, SmallBookMatchesTheHandWrittenDump) {
 
   auto text = std::make_unique<TStringEntry>();
   text->Header.ID = 500;
-  text->Text = L"Caf\u00E9 \U0001F600";  // 5 characters + a surrogate pair = 7 units
+  text->SetText(L"Caf\u00E9 \U0001F600");  // 5 characters + a surrogate pair = 7 units
   db.StoreEntry(std::move(text), 2000);
   db.DatabaseTexts[0] = {500, 33};
 

@@ -269,10 +269,12 @@ void Transactions::CountDescription(uint64_t id) {
   const auto* t = FindRecord<TTransaction>(*db_, id, etTransaction);
   if (t == nullptr || t->Data.NameID == 0) return;
   const auto* name = FindRecord<TStringEntry>(*db_, t->Data.NameID, etString);
-  if (name == nullptr || name->Text.empty()) return;
+  if (name == nullptr) return;
+  std::wstring text = name->Text();
+  if (text.empty()) return;
   if (db_->SomethingHidden() && Visibility(*db_).Hidden(*t)) return;
   auto [key, fresh] = descriptions_.keys.try_emplace(
-      Cache::Key{t->Categories.CategoryID, TransactionKind(*t), name->Text});
+      Cache::Key{t->Categories.CategoryID, TransactionKind(*t), std::move(text)});
   Cache::Uses& uses = key->second;
   ++uses.count;
   if (fresh) {

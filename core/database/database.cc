@@ -224,7 +224,7 @@ uint64_t DataBase::SetString(uint64_t id, const std::wstring& text) {
   auto s = std::make_unique<TStringEntry>();
   s->Header.ID = id;
   s->Header.OwnerID = current_user_id_;
-  s->Text = text;
+  s->SetText(text);
   return StoreEntry(std::move(s));
 }
 
@@ -232,7 +232,7 @@ bool DataBase::GetString(uint64_t id, std::wstring& text) {
   text.clear();
   const TBaseEntry* e = FindEntry(id, 6);
   if (e == nullptr || e->Header.Type != etString) return false;
-  text = static_cast<const TStringEntry*>(e)->Text;
+  text = static_cast<const TStringEntry*>(e)->Text();
   return true;
 }
 

@@ -28,15 +28,23 @@ size_t TBaseEntry::SaveHeader(IOutputStream& out) {
 
 TStringEntry::TStringEntry() : TBaseEntry(etString, 0, 0) {}
 
+std::wstring TStringEntry::Text() const {
+  return UnitsToWide(Units);
+}
+
+void TStringEntry::SetText(const std::wstring& text) {
+  Units = WideToUnits(text);
+}
+
 size_t TStringEntry::SaveHeader(IOutputStream& out) {
-  size_t units = WideToUnits(Text).size();
+  size_t units = Units.size();
   Header.SecondaryType = static_cast<uint32_t>(units);
   Header.Size = static_cast<uint32_t>(2 * units);
   return TBaseEntry::SaveHeader(out);
 }
 
 size_t TStringEntry::SaveData(IOutputStream& out) {
-  std::u16string units = WideToUnits(Text);
+  const std::u16string& units = Units;
   std::vector<uint8_t> bytes(2 * units.size());
   for (size_t i = 0; i < units.size(); ++i) {
     bytes[2 * i] = static_cast<uint8_t>(units[i]);
@@ -50,6 +58,7 @@ bool TStringEntry::LoadData(IInputStream& in, uint32_t count) {
   // actually holds.
   constexpr size_t kChunkUnits = 32768;
   std::u16string units;
+  if (count <= kChunkUnits) units.reserve(count);
   uint8_t buf[2 * kChunkUnits];
   size_t left = count;
   while (left > 0) {
@@ -60,7 +69,7 @@ bool TStringEntry::LoadData(IInputStream& in, uint32_t count) {
     }
     left -= n;
   }
-  Text = UnitsToWide(units);
+  Units = std::move(units);
   Header.SecondaryType = count;
   Header.Size = 2 * count;
   return true;

@@ -98,7 +98,12 @@ class TBaseEntry {
 // U+FFFF as surrogate pairs); SecondaryType holds the unit count and Size twice that.
 class TStringEntry : public TBaseEntry {
  public:
-  std::wstring Text;
+  // The text as the file holds it: UTF-16 code units, kept as read so that a save writes the
+  // same bytes and a book of a million texts takes half the memory of wide characters.
+  std::u16string Units;
+
+  std::wstring Text() const;
+  void SetText(const std::wstring& text);
 
   TStringEntry();
   // Sets SecondaryType and Size from Text, then writes the header.

@@ -43,7 +43,7 @@ TEST(HeaderTest, FortyBytesFieldByFieldWithZeroPadding) {
 
 TEST(StringEntryTest, UnitsCountsAndSurrogatePairs) {
   TStringEntry s;
-  s.Text = {L'a', wchar_t(0x416), wchar_t(0x1F600)};
+  s.SetText({L'a', wchar_t(0x416), wchar_t(0x1F600)});
   testing::Bytes header = testing::SavedHeader(s);
   ASSERT_EQ(header.size(), 40u);
   EXPECT_EQ(s.Header.SecondaryType, 4u);  // a surrogate pair counts as two units
@@ -52,9 +52,9 @@ TEST(StringEntryTest, UnitsCountsAndSurrogatePairs) {
 
   TStringEntry back;
   ASSERT_TRUE(testing::LoadBody(back, Hex("6100 1604 3dd8 00de"), 4));
-  EXPECT_EQ(back.Text, s.Text);
+  EXPECT_EQ(back.Text(), s.Text());
   // Three characters: SecondaryType 3, Size 6.
-  s.Text = L"abc";
+  s.SetText(L"abc");
   testing::SavedHeader(s);
   EXPECT_EQ(s.Header.SecondaryType, 3u);
   EXPECT_EQ(s.Header.Size, 6u);
@@ -62,7 +62,7 @@ TEST(StringEntryTest, UnitsCountsAndSurrogatePairs) {
   EXPECT_FALSE(testing::LoadBody(back, Hex("6100 62"), 2));
   EXPECT_FALSE(testing::LoadBody(back, Hex("6100"), 0xFFFFFFFF));
   EXPECT_TRUE(testing::LoadBody(back, {}, 0));
-  EXPECT_EQ(back.Text, L"");
+  EXPECT_EQ(back.Text(), L"");
 }
 
 TEST(TaggedEntryTest, TagsStoredOncePerValueAndReadBackSorted) {

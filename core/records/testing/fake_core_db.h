@@ -40,14 +40,14 @@ class FakeCoreDB : public TCoreDB {
     }
     auto s = std::make_unique<TStringEntry>();
     s->Header.ID = id;
-    s->Text = text;
+    s->SetText(text);
     return Add(std::move(s));
   }
   bool GetString(uint64_t id, std::wstring& text) override {
     text.clear();
     auto it = tables[6].find(id);
     if (id == 0 || it == tables[6].end() || it->second->Header.Type != etString) return false;
-    text = static_cast<const TStringEntry&>(*it->second).Text;
+    text = static_cast<const TStringEntry&>(*it->second).Text();
     return true;
   }
   bool DeleteEntry(uint32_t table, uint64_t id) override {
