@@ -1,6 +1,7 @@
 #include "core/database/transaction_index.h"
 
 #include <algorithm>
+#include <thread>
 #include <tuple>
 
 namespace vemra {
@@ -9,9 +10,12 @@ namespace {
 // More changes than this between two uses cost more applied one by one (each moves part of an
 // array) than one rebuild.
 constexpr uint32_t kMaxChangesInPlace = 64;
+// From this many transactions a second thread sorts half of the keys.
+constexpr size_t kParallelSort = 100000;
 
 // The first position in `rows` (index order) dated on or after `d`.
-auto FirstOnOrAfter(const std::vector<const TTransaction*>& rows, ADate d) {
+template <class Rows>
+auto FirstOnOrAfter(const Rows& rows, ADate d) {
   return std::partition_point(rows.begin(), rows.end(),
                               [d](const TTransaction* t) { return t->Data.Date < d; });
 }
@@ -26,41 +30,69 @@ bool TransactionIndex::Before(const TTransaction* a, const TTransaction* b) {
 void TransactionIndex::Clear() {
   rows_ = {};
   accounts_.clear();
+  keys_ = {};
+  gathering_ = true;
   built_ = false;
   changes_ = 0;
 }
 
+TransactionIndex::Key TransactionIndex::KeyOf(const TTransaction& t) {
+  const uint64_t date = static_cast<uint32_t>(t.Data.Date.Val) ^ 0x80000000u;
+  return {date << 32 | t.Data.Time, t.Data.SplitID,        t.Header.ID, &t,
+          t.Data.WithdrawAccountID, t.Data.TargetAccountID};
+}
+
 void TransactionIndex::Build() {
-  // Sorting flat keys is several times faster than sorting pointers that compare through them.
-  struct Key {
-    uint64_t when;  // date, then time
-    uint64_t split;
-    uint64_t id;
-    const TTransaction* t;
-  };
-  std::vector<Key> keys;
-  keys.reserve(rows_.size());
-  for (const TTransaction* t : rows_) {
-    // The date's sign bit flipped, so that unsigned order is the signed order of dates.
-    uint64_t date = static_cast<uint32_t>(t->Data.Date.Val) ^ 0x80000000u;
-    keys.push_back({date << 32 | t->Data.Time, t->Data.SplitID, t->Header.ID, t});
-  }
-  std::sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {
+  // Sorting flat keys is several times faster than sorting pointers that compare through them;
+  // a large index sorts its two halves on two threads and merges them.
+  auto before = [](const Key& a, const Key& b) {
     return std::tie(a.when, a.split, a.id) < std::tie(b.when, b.split, b.id);
-  });
+  };
+  if (keys_.size() < kParallelSort) {
+    std::sort(keys_.begin(), keys_.end(), before);
+  } else {
+    auto middle = keys_.begin() + static_cast<std::ptrdiff_t>(keys_.size() / 2);
+    std::thread half([&] { std::sort(keys_.begin(), middle, before); });
+    std::sort(middle, keys_.end(), before);
+    half.join();
+    LargeVector<Key> merged(keys_.size());
+    std::merge(keys_.begin(), middle, middle, keys_.end(), merged.begin(), before);
+    keys_.swap(merged);
+  }
   accounts_.clear();
-  for (size_t i = 0; i < keys.size(); ++i) {
-    const TTransaction* t = rows_[i] = keys[i].t;
-    const uint64_t w = t->Data.WithdrawAccountID, g = t->Data.TargetAccountID;
-    if (w != 0) accounts_[w].rows.push_back(t);
-    if (g != 0 && g != w) accounts_[g].rows.push_back(t);
+  Account* last = nullptr;  // transactions of one account often follow each other
+  uint64_t last_id = 0;
+  auto account = [&](uint64_t id) -> Account& {
+    if (last == nullptr || id != last_id) {
+      last = &accounts_[id];
+      last_id = id;
+    }
+    return *last;
+  };
+  // Count first, so that every array is made once at its size.
+  for (const Key& k : keys_) {
+    if (k.withdraw != 0) ++account(k.withdraw).valid;
+    if (k.target != 0 && k.target != k.withdraw) ++account(k.target).valid;
+  }
+  for (auto& [id, a] : accounts_) {
+    a.rows.reserve(a.valid);
+    a.valid = 0;
+  }
+  rows_.resize(keys_.size());
+  for (size_t i = 0; i < keys_.size(); ++i) {
+    const Key& k = keys_[i];
+    rows_[i] = k.t;
+    if (k.withdraw != 0) account(k.withdraw).rows.push_back(k.t);
+    if (k.target != 0 && k.target != k.withdraw) account(k.target).rows.push_back(k.t);
   }
   for (auto& [id, a] : accounts_) a.cleared.resize(a.rows.size());
+  keys_ = {};
+  gathering_ = false;
   built_ = true;
   changes_ = 0;
 }
 
-void TransactionIndex::Place(std::vector<const TTransaction*>& rows, const TTransaction& t,
+void TransactionIndex::Place(LargeVector<const TTransaction*>& rows, const TTransaction& t,
                              bool add, size_t* at) {
   auto it = std::lower_bound(rows.begin(), rows.end(), &t, Before);
   if (at != nullptr) *at = static_cast<size_t>(it - rows.begin());
@@ -85,9 +117,19 @@ void TransactionIndex::Place(const TTransaction& t, bool add) {
 }
 
 void TransactionIndex::Note(const TTransaction& t, bool add) {
-  if (!built_) return;
+  if (!built_) {
+    if (!gathering_) return;
+    if (add) {
+      keys_.push_back(KeyOf(t));
+    } else {
+      keys_ = {};
+      gathering_ = false;
+    }
+    return;
+  }
   if (++changes_ > kMaxChangesInPlace) {
     Clear();
+    gathering_ = false;
     return;
   }
   Place(t, add);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/records/dates.h"
+#include "core/records/record_pool.h"
 #include "core/records/transaction.h"
 
 namespace vemra {
@@ -28,26 +29,30 @@ class TransactionIndex {
 
   // Notes that transaction `t` (owned by the database, and staying at its address while held)
   // enters (`add`) or leaves the table. While the index is built the change is applied in place;
-  // after many changes without a use in between (a merge, an open) the index is dropped
-  // instead, and the next use builds it anew with one sort.
+  // after many changes without a use in between (a merge) the index is dropped instead, and the
+  // next use builds it anew with one sort. While it is not built, the sort keys of transactions
+  // that enter an emptied table are gathered as they come (an open), when their fields are
+  // still in the processor's cache; a removal stops the gathering.
   void Note(const TTransaction& t, bool add);
   // Forgets everything (the table was emptied).
   void Clear();
   // Builds the index when it is not built. `for_each` calls its argument with every stored
-  // transaction, in any order.
+  // transaction, in any order, when the gathered keys are not complete.
   template <class ForEach>
   void Ensure(ForEach&& for_each) {
     if (built_) {
       changes_ = 0;
       return;
     }
-    rows_.clear();
-    for_each([&](const TTransaction& t) { rows_.push_back(&t); });
+    if (!gathering_) {
+      keys_.clear();
+      for_each([&](const TTransaction& t) { keys_.push_back(KeyOf(t)); });
+    }
     Build();
   }
 
   // Every transaction in index order (built only).
-  const std::vector<const TTransaction*>& All() const { return rows_; }
+  std::span<const TTransaction* const> All() const { return rows_; }
   // The transactions dated within [begin, end], in index order (built only).
   std::span<const TTransaction* const> Range(ADate begin, ADate end) const;
   // The sum of the effects on `account`, in index order, of its transactions that count for a
@@ -56,18 +61,31 @@ class TransactionIndex {
   double Balance(uint64_t account, ADate before, ADate today);
 
  private:
+  struct Key {
+    uint64_t when;  // date (sign bit flipped, so that unsigned order is date order), then time
+    uint64_t split;
+    uint64_t id;
+    const TTransaction* t;
+    uint64_t withdraw;  // the two accounts, so that the pass after the sort reads no record
+    uint64_t target;
+  };
+  static Key KeyOf(const TTransaction& t);
+  template <class T>
+  using LargeVector = std::vector<T, LargeArrayAllocator<T>>;
   struct Account {
-    std::vector<const TTransaction*> rows;  // index order
-    std::vector<double> cleared;            // running sum of cleared effects through rows[i]
+    LargeVector<const TTransaction*> rows;  // index order
+    LargeVector<double> cleared;            // running sum of cleared effects through rows[i]
     size_t valid = 0;                       // cleared[0 .. valid) is up to date
   };
   void Build();
   void Place(const TTransaction& t, bool add);
-  static void Place(std::vector<const TTransaction*>& rows, const TTransaction& t, bool add,
+  static void Place(LargeVector<const TTransaction*>& rows, const TTransaction& t, bool add,
                     size_t* at);
 
-  std::vector<const TTransaction*> rows_;
+  LargeVector<const TTransaction*> rows_;
   std::unordered_map<uint64_t, Account> accounts_;
+  LargeVector<Key> keys_;  // while not built: the keys gathered, or for the next build
+  bool gathering_ = true;  // keys_ holds every stored transaction
   bool built_ = false;
   uint32_t changes_ = 0;  // applied in place since the last use
 };

@@ -87,6 +87,38 @@ void* AllocateRecord(size_t size) {
   return ThePool().Allocate(size);
 }
 
+namespace {
+
+// The mapping AllocateLarge makes for `size` bytes: whole huge pages, plus one for alignment.
+size_t LargeMapping(size_t size) {
+  return ((size + kHugePage - 1) & ~(kHugePage - 1)) + kHugePage;
+}
+
+}  // namespace
+
+void* AllocateLarge(size_t size) {
+  if (!kPooled || size < kHugePage) return ::operator new(size);
+  const size_t length = LargeMapping(size);
+  void* raw = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (raw == MAP_FAILED) throw std::bad_alloc();
+  // The array starts on a huge-page boundary; the mapping's start is kept just before it, in the
+  // unused head, so that FreeLarge can unmap the whole.
+  auto addr = reinterpret_cast<uintptr_t>(raw);
+  uintptr_t aligned = (addr + kHugePage) & ~(kHugePage - 1);
+  madvise(reinterpret_cast<void*>(aligned), length - (aligned - addr), MADV_HUGEPAGE);
+  reinterpret_cast<void**>(aligned)[-1] = raw;
+  return reinterpret_cast<void*>(aligned);
+}
+
+void FreeLarge(void* p, size_t size) noexcept {
+  if (p == nullptr) return;
+  if (!kPooled || size < kHugePage) {
+    ::operator delete(p);
+    return;
+  }
+  munmap(static_cast<void**>(p)[-1], LargeMapping(size));
+}
+
 void FreeRecord(void* p, size_t size) noexcept {
   if (p == nullptr) return;
   if (!kPooled || size > kLargest || size == 0) {

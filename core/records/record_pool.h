@@ -15,6 +15,28 @@ void* AllocateRecord(size_t size);
 // Gives back memory from AllocateRecord(size) with the same `size`. Thread-safe.
 void FreeRecord(void* p, size_t size) noexcept;
 
+// Returns memory for a large array of `size` bytes: from the system on huge pages (where it offers
+// them) from 2 MiB up, so that filling it costs a fault per 2 MiB instead of per 4 KiB; from the
+// general heap below that. Throws std::bad_alloc when the system has no memory. Thread-safe.
+void* AllocateLarge(size_t size);
+// Gives back memory from AllocateLarge(size) with the same `size`.
+void FreeLarge(void* p, size_t size) noexcept;
+
+// An allocator for the large arrays of the indexes over the records.
+template <typename T>
+struct LargeArrayAllocator {
+  using value_type = T;
+  LargeArrayAllocator() = default;
+  template <typename U>
+  LargeArrayAllocator(const LargeArrayAllocator<U>&) {}  // NOLINT: allocator rebinding
+  T* allocate(size_t n) { return static_cast<T*>(AllocateLarge(n * sizeof(T))); }
+  void deallocate(T* p, size_t n) noexcept { FreeLarge(p, n * sizeof(T)); }
+  template <typename U>
+  friend bool operator==(const LargeArrayAllocator&, const LargeArrayAllocator<U>&) {
+    return true;
+  }
+};
+
 // An allocator over the same pool for the nodes of the record tables.
 template <typename T>
 struct RecordPoolAllocator {
