@@ -2,10 +2,11 @@
 # The SQLite baseline of the one-shot balances: every account's balance (initial balance plus
 # its cleared transactions up to today) from an indexed table, as a whole sqlite3 process, beside
 # `kestrum-cli accounts` over the same book.
-#   bench/sqlite_baseline.sh [TRANSACTIONS]     (default 1000000; needs sqlite3 and farm-bench)
+#   bench/sqlite_baseline.sh [TRANSACTIONS] [RUNS]    (default 1000000 and 9; needs sqlite3)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 n=${1:-1000000}
+runs=${2:-9}
 dir=${KESTRUM_BENCH_DIR:-/tmp/kestrum-bench}
 book=$dir/book-$n.kestrum
 db=$dir/book-$n.sqlite
@@ -32,6 +33,4 @@ offset=$(date +%z | awk '{ s = substr($0, 1, 1) == "-" ? -1 : 1;
 today=$(( ($(date +%s) + offset) / 86400 ))
 query="SELECT a.id, a.initial + COALESCE(SUM(s.amount), 0) FROM accounts a LEFT JOIN sides s
        ON s.account = a.id AND s.cleared = 1 AND s.date <= $today GROUP BY a.id;"
-farm-bench -n 9 --timeout 200 \
-    --vs "sqlite3 $db '$query'" \
-    -- build/release/cli/kestrum-cli accounts "$book"
+bench/compare.sh "$runs" "build/release/cli/kestrum-cli accounts $book" "sqlite3 $db \"$query\""

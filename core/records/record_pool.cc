@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 
 #include <array>
+#include <cstdlib>
 #include <mutex>
 #include <new>
 
@@ -87,36 +88,24 @@ void* AllocateRecord(size_t size) {
   return ThePool().Allocate(size);
 }
 
-namespace {
-
-// The mapping AllocateLarge makes for `size` bytes: whole huge pages, plus one for alignment.
-size_t LargeMapping(size_t size) {
-  return ((size + kHugePage - 1) & ~(kHugePage - 1)) + kHugePage;
-}
-
-}  // namespace
-
 void* AllocateLarge(size_t size) {
   if (!kPooled || size < kHugePage) return ::operator new(size);
-  const size_t length = LargeMapping(size);
-  void* raw = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (raw == MAP_FAILED) throw std::bad_alloc();
-  // The array starts on a huge-page boundary; the mapping's start is kept just before it, in the
-  // unused head, so that FreeLarge can unmap the whole.
-  auto addr = reinterpret_cast<uintptr_t>(raw);
-  uintptr_t aligned = (addr + kHugePage) & ~(kHugePage - 1);
-  madvise(reinterpret_cast<void*>(aligned), length - (aligned - addr), MADV_HUGEPAGE);
-  reinterpret_cast<void**>(aligned)[-1] = raw;
-  return reinterpret_cast<void*>(aligned);
+  // From the C heap, which maps such sizes on their own and, when they are freed, raises its
+  // threshold for doing so: later arrays of a few megabytes (a query's rows) then reuse heap
+  // memory instead of faulting in fresh pages on every call.
+  const size_t length = (size + kHugePage - 1) & ~(kHugePage - 1);
+  void* p = std::aligned_alloc(kHugePage, length);
+  if (p == nullptr) throw std::bad_alloc();
+  madvise(p, length, MADV_HUGEPAGE);
+  return p;
 }
 
 void FreeLarge(void* p, size_t size) noexcept {
-  if (p == nullptr) return;
   if (!kPooled || size < kHugePage) {
     ::operator delete(p);
     return;
   }
-  munmap(static_cast<void**>(p)[-1], LargeMapping(size));
+  std::free(p);
 }
 
 void FreeRecord(void* p, size_t size) noexcept {

@@ -15,9 +15,10 @@ void* AllocateRecord(size_t size);
 // Gives back memory from AllocateRecord(size) with the same `size`. Thread-safe.
 void FreeRecord(void* p, size_t size) noexcept;
 
-// Returns memory for a large array of `size` bytes: from the system on huge pages (where it offers
-// them) from 2 MiB up, so that filling it costs a fault per 2 MiB instead of per 4 KiB; from the
-// general heap below that. Throws std::bad_alloc when the system has no memory. Thread-safe.
+// Returns memory for a large array of `size` bytes: from 2 MiB up aligned to and advised onto huge
+// pages (where the system offers them), so that filling it costs a fault per 2 MiB instead of per
+// 4 KiB; plain heap memory below that. Throws std::bad_alloc when the system has no memory.
+// Thread-safe.
 void* AllocateLarge(size_t size);
 // Gives back memory from AllocateLarge(size) with the same `size`.
 void FreeLarge(void* p, size_t size) noexcept;
