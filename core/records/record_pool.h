@@ -23,34 +23,30 @@ void* AllocateLarge(size_t size);
 // Gives back memory from AllocateLarge(size) with the same `size`.
 void FreeLarge(void* p, size_t size) noexcept;
 
-// An allocator for the large arrays of the indexes over the records.
-template <typename T>
-struct LargeArrayAllocator {
+// A standard allocator over a pair of the functions above.
+template <typename T, void* (*Allocate)(size_t), void (*Free)(void*, size_t) noexcept>
+struct FunctionAllocator {
   using value_type = T;
-  LargeArrayAllocator() = default;
   template <typename U>
-  LargeArrayAllocator(const LargeArrayAllocator<U>&) {}  // NOLINT: allocator rebinding
-  T* allocate(size_t n) { return static_cast<T*>(AllocateLarge(n * sizeof(T))); }
-  void deallocate(T* p, size_t n) noexcept { FreeLarge(p, n * sizeof(T)); }
+  struct rebind {
+    using other = FunctionAllocator<U, Allocate, Free>;
+  };
+  FunctionAllocator() = default;
   template <typename U>
-  friend bool operator==(const LargeArrayAllocator&, const LargeArrayAllocator<U>&) {
+  FunctionAllocator(const FunctionAllocator<U, Allocate, Free>&) {}  // NOLINT: rebinding
+  T* allocate(size_t n) { return static_cast<T*>(Allocate(n * sizeof(T))); }
+  void deallocate(T* p, size_t n) noexcept { Free(p, n * sizeof(T)); }
+  template <typename U>
+  friend bool operator==(const FunctionAllocator&, const FunctionAllocator<U, Allocate, Free>&) {
     return true;
   }
 };
 
-// An allocator over the same pool for the nodes of the record tables.
+// For the nodes of the record tables: the record pool.
 template <typename T>
-struct RecordPoolAllocator {
-  using value_type = T;
-  RecordPoolAllocator() = default;
-  template <typename U>
-  RecordPoolAllocator(const RecordPoolAllocator<U>&) {}  // NOLINT: allocator rebinding
-  T* allocate(size_t n) { return static_cast<T*>(AllocateRecord(n * sizeof(T))); }
-  void deallocate(T* p, size_t n) noexcept { FreeRecord(p, n * sizeof(T)); }
-  template <typename U>
-  friend bool operator==(const RecordPoolAllocator&, const RecordPoolAllocator<U>&) {
-    return true;
-  }
-};
+using RecordPoolAllocator = FunctionAllocator<T, AllocateRecord, FreeRecord>;
+// For the large arrays of the indexes over the records.
+template <typename T>
+using LargeArrayAllocator = FunctionAllocator<T, AllocateLarge, FreeLarge>;
 
 }  // namespace vemra

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <string>
-#include <vector>
 
 #if KESTRUM_HAVE_ISAL
 #include <isa-l.h>
@@ -16,6 +15,25 @@ namespace {
 
 // Both libraries count in 32 bits; a step never offers them more than this.
 constexpr size_t kMaxStep = UINT32_MAX;
+
+// What one library call may take and give: `b`'s counts, bounded to 32 bits.
+struct Step {
+  explicit Step(const CodecBuffers& b)
+      : in(static_cast<uint32_t>(std::min(b.avail_in, kMaxStep))),
+        out(static_cast<uint32_t>(std::min(b.avail_out, kMaxStep))) {}
+  // Moves `b` past what the call took (`in_left` of `in` not taken) and gave; returns whether
+  // it took or gave anything.
+  bool Advance(CodecBuffers& b, uint32_t in_left, uint32_t out_left) const {
+    const size_t used = in - in_left, made = out - out_left;
+    b.next_in += used;
+    b.avail_in -= used;
+    b.next_out += made;
+    b.avail_out -= made;
+    return used != 0 || made != 0;
+  }
+  uint32_t in;
+  uint32_t out;
+};
 
 }  // namespace
 
@@ -32,14 +50,16 @@ const char* CodecName() {
 // igzip reads the deflate data and checks the Adler-32 trailer; the two header bytes are
 // checked here, as zlib checks them (method 8, window ≤ 32 KiB, check bits, no dictionary),
 // because igzip accepts headers that zlib refuses.
+// The library's states are large (tens of kilobytes of window and buffers) and set up by its own
+// init calls, so they are made without zero-filling: a stream per small part stays cheap.
 struct Inflater::State {
-  inflate_state st;
+  inflate_state st;  // left uninitialised until isal_inflate_init
   uint8_t header[2] = {};
   size_t header_read = 0;
   int32_t result = kCodecMore;
 };
 
-Inflater::Inflater() : s_(std::make_unique<State>()) {
+Inflater::Inflater() : s_(new State) {
   isal_inflate_init(&s_->st);
   s_->st.crc_flag = ISAL_ZLIB_NO_HDR_VER;
 }
@@ -61,36 +81,31 @@ int32_t Inflater::Run(CodecBuffers& b) {
   }
   if (s.header_read < 2) return kCodecMore;
   while (true) {
-    const uint32_t in = static_cast<uint32_t>(std::min(b.avail_in, kMaxStep));
-    const uint32_t out = static_cast<uint32_t>(std::min(b.avail_out, kMaxStep));
+    const Step step(b);
     s.st.next_in = const_cast<uint8_t*>(b.next_in);
-    s.st.avail_in = in;
+    s.st.avail_in = step.in;
     s.st.next_out = b.next_out;
-    s.st.avail_out = out;
+    s.st.avail_out = step.out;
     const int rc = isal_inflate(&s.st);
-    const size_t used = in - s.st.avail_in, made = out - s.st.avail_out;
-    b.next_in += used;
-    b.avail_in -= used;
-    b.next_out += made;
-    b.avail_out -= made;
+    const bool moved = step.Advance(b, s.st.avail_in, s.st.avail_out);
     if (rc < 0 || rc == ISAL_NEED_DICT) return s.result = kCodecDamaged;
     if (s.st.block_state == ISAL_BLOCK_FINISH) return s.result = kCodecEnd;
     // Go on while the library took or gave something and both sides still have room.
-    if ((used == 0 && made == 0) || b.avail_in == 0 || b.avail_out == 0) return kCodecMore;
+    if (!moved || b.avail_in == 0 || b.avail_out == 0) return kCodecMore;
   }
 }
 
 struct Deflater::State {
-  isal_zstream zs;
-  std::vector<uint8_t> level_buf = std::vector<uint8_t>(ISAL_DEF_LVL1_DEFAULT);
+  isal_zstream zs;  // left uninitialised until isal_deflate_init
+  std::unique_ptr<uint8_t[]> level_buf{new uint8_t[ISAL_DEF_LVL1_DEFAULT]};
 };
 
-Deflater::Deflater() : s_(std::make_unique<State>()) {
+Deflater::Deflater() : s_(new State) {
   isal_deflate_init(&s_->zs);
   s_->zs.gzip_flag = IGZIP_ZLIB;
   s_->zs.level = 1;
-  s_->zs.level_buf = s_->level_buf.data();
-  s_->zs.level_buf_size = static_cast<uint32_t>(s_->level_buf.size());
+  s_->zs.level_buf = s_->level_buf.get();
+  s_->zs.level_buf_size = ISAL_DEF_LVL1_DEFAULT;
 }
 
 Deflater::~Deflater() = default;
@@ -99,20 +114,15 @@ int32_t Deflater::Run(CodecBuffers& b, bool last) {
   isal_zstream& zs = s_->zs;
   while (true) {
     if (zs.internal_state.state == ZSTATE_END) return kCodecEnd;
-    const uint32_t in = static_cast<uint32_t>(std::min(b.avail_in, kMaxStep));
-    const uint32_t out = static_cast<uint32_t>(std::min(b.avail_out, kMaxStep));
+    const Step step(b);
     zs.next_in = const_cast<uint8_t*>(b.next_in);
-    zs.avail_in = in;
+    zs.avail_in = step.in;
     zs.next_out = b.next_out;
-    zs.avail_out = out;
-    zs.end_of_stream = last && in == b.avail_in;
+    zs.avail_out = step.out;
+    zs.end_of_stream = last && step.in == b.avail_in;
     zs.flush = NO_FLUSH;
     if (isal_deflate(&zs) != COMP_OK) return kCodecNoMemory;
-    const size_t used = in - zs.avail_in, made = out - zs.avail_out;
-    b.next_in += used;
-    b.avail_in -= used;
-    b.next_out += made;
-    b.avail_out -= made;
+    step.Advance(b, zs.avail_in, zs.avail_out);
     if (zs.internal_state.state == ZSTATE_END) return kCodecEnd;
     if (b.avail_out == 0 || (!last && b.avail_in == 0)) return kCodecMore;
   }
@@ -149,22 +159,17 @@ int32_t Inflater::Run(CodecBuffers& b) {
   State& s = *s_;
   if (s.result != kCodecMore) return s.result;
   while (true) {
-    const uInt in = static_cast<uInt>(std::min(b.avail_in, kMaxStep));
-    const uInt out = static_cast<uInt>(std::min(b.avail_out, kMaxStep));
+    const Step step(b);
     s.zs.next_in = const_cast<Bytef*>(b.next_in);
-    s.zs.avail_in = in;
+    s.zs.avail_in = step.in;
     s.zs.next_out = b.next_out;
-    s.zs.avail_out = out;
+    s.zs.avail_out = step.out;
     const int rc = inflate(&s.zs, Z_NO_FLUSH);
-    const size_t used = in - s.zs.avail_in, made = out - s.zs.avail_out;
-    b.next_in += used;
-    b.avail_in -= used;
-    b.next_out += made;
-    b.avail_out -= made;
+    const bool moved = step.Advance(b, s.zs.avail_in, s.zs.avail_out);
     if (rc == Z_STREAM_END) return s.result = kCodecEnd;
     if (rc == Z_MEM_ERROR) return s.result = kCodecNoMemory;
     if (rc != Z_OK && rc != Z_BUF_ERROR) return s.result = kCodecDamaged;
-    if ((used == 0 && made == 0) || b.avail_in == 0 || b.avail_out == 0) return kCodecMore;
+    if (!moved || b.avail_in == 0 || b.avail_out == 0) return kCodecMore;
   }
 }
 
@@ -187,18 +192,13 @@ int32_t Deflater::Run(CodecBuffers& b, bool last) {
   if (!s.ready) return kCodecNoMemory;
   while (true) {
     if (s.ended) return kCodecEnd;
-    const uInt in = static_cast<uInt>(std::min(b.avail_in, kMaxStep));
-    const uInt out = static_cast<uInt>(std::min(b.avail_out, kMaxStep));
+    const Step step(b);
     s.zs.next_in = const_cast<Bytef*>(b.next_in);
-    s.zs.avail_in = in;
+    s.zs.avail_in = step.in;
     s.zs.next_out = b.next_out;
-    s.zs.avail_out = out;
-    const int rc = deflate(&s.zs, last && in == b.avail_in ? Z_FINISH : Z_NO_FLUSH);
-    const size_t used = in - s.zs.avail_in, made = out - s.zs.avail_out;
-    b.next_in += used;
-    b.avail_in -= used;
-    b.next_out += made;
-    b.avail_out -= made;
+    s.zs.avail_out = step.out;
+    const int rc = deflate(&s.zs, last && step.in == b.avail_in ? Z_FINISH : Z_NO_FLUSH);
+    step.Advance(b, s.zs.avail_in, s.zs.avail_out);
     if (rc == Z_STREAM_ERROR) return kCodecNoMemory;
     if (rc == Z_STREAM_END) s.ended = true;
     if (s.ended) return kCodecEnd;
