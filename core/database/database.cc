@@ -465,6 +465,7 @@ void DataBase::ClearDatabase(bool f1, bool f2, bool f3, bool f4, bool f5, bool f
       if (ClearedByFlags(e->Header.Type, flags)) doomed.emplace_back(t, id);
     }
   }
+  if (f7) hidden_marks_ = 0;  // the marks were taken off in place
   for (const auto& [t, id] : doomed) DeleteEntry(t, id);
 
   DiscardStepsFrom(0);

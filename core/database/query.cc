@@ -44,7 +44,9 @@ class QueryContext {
         if (e->Header.Type == etAccount && Lookup(id).in_set) sums.emplace(id, 0.0);
       }
     } else {
-      for (uint64_t id : filter_.Accounts) sums.emplace(id, 0.0);
+      for (uint64_t id : filter_.Accounts) {
+        if (id != 0) sums.emplace(id, 0.0);  // 0 names no account
+      }
     }
     db_.AddBalanceSums(sums, begin);
     double opening = 0;
@@ -198,11 +200,10 @@ void DataBase::AddBalanceSums(std::map<uint64_t, double>& sums, ADate before) {
   for (const TTransaction* t : transaction_index_.All()) {
     if (t->Data.Date >= before) break;
     if ((t->Data.Cleared == 0 && t->Data.Date <= today) || visibility.Hidden(*t)) continue;
-    auto w = sums.find(t->Data.WithdrawAccountID);
-    if (w != sums.end()) TransactionIndex::AddEffect(w->second, *t, w->first);
-    if (t->Data.TargetAccountID != t->Data.WithdrawAccountID) {
-      auto g = sums.find(t->Data.TargetAccountID);
-      if (g != sums.end()) TransactionIndex::AddEffect(g->second, *t, g->first);
+    const uint64_t w = t->Data.WithdrawAccountID, g = t->Data.TargetAccountID;
+    for (uint64_t id : {w, g == w ? 0 : g}) {
+      auto sum = id != 0 ? sums.find(id) : sums.end();  // 0 names no account
+      if (sum != sums.end()) TransactionIndex::AddEffect(sum->second, *t, id);
     }
   }
 }
@@ -250,7 +251,8 @@ size_t DataBase::QueryTransactions(std::vector<TTransaction>& out,
   } else {
     for (const TTransaction* t : TransactionsByDate(begin, end)) consider(*t);
   }
-  // Occurrences (in date order already) go after the stored ones of their day and sort in.
+  // The stored transactions came in index order; the occurrences are sorted the same way and
+  // merged in.
   std::sort(ghosts.begin(), ghosts.end(), [](const TTransaction& a, const TTransaction& b) {
     return TransactionIndex::Before(&a, &b);
   });
