@@ -1,7 +1,8 @@
 // TransactionIndex: the stored transactions in date order, and for each account its transactions
 // in the same order with the running sum of its cleared amounts, so that the transactions of a
 // period and every balance are found by binary search instead of a pass over a million records.
-// DataBase keeps it in step through its one insert/replace/remove path. Not thread-safe.
+// DataBase keeps it in step through its one insert/replace/remove path. Not thread-safe; a build
+// sorts half of a large index on a second thread and joins it before returning.
 #pragma once
 
 #include <cstdint>
