@@ -26,9 +26,10 @@ struct TCategories {
 // Second base class of tagged records (not polymorphic).
 class TTaggedEntry {
  public:
-  bool Loaded = false;  // the tag list has been read from the link records
   TCategories Categories;
   std::vector<uint64_t> Tags;  // run-time; stored as one TTag link per distinct value
+  // Last, so that a derived record's own flags can sit in the padding after it.
+  bool Loaded = false;  // the tag list has been read from the link records
 
  protected:
   // Stores one TTag link per distinct value of Tags (first occurrence order) for `record_id`.
