@@ -21,10 +21,19 @@ struct Step {
   explicit Step(const CodecBuffers& b)
       : in(static_cast<uint32_t>(std::min(b.avail_in, kMaxStep))),
         out(static_cast<uint32_t>(std::min(b.avail_out, kMaxStep))) {}
-  // Moves `b` past what the call took (`in_left` of `in` not taken) and gave; returns whether
-  // it took or gave anything.
-  bool Advance(CodecBuffers& b, uint32_t in_left, uint32_t out_left) const {
-    const size_t used = in - in_left, made = out - out_left;
+  // Hands `b`'s buffers to the library's stream state `s` (both libraries name the fields alike).
+  template <class S>
+  void Offer(S& s, const CodecBuffers& b) const {
+    s.next_in = const_cast<uint8_t*>(b.next_in);
+    s.avail_in = in;
+    s.next_out = b.next_out;
+    s.avail_out = out;
+  }
+  // Moves `b` past what the call took and gave, as `s` tells; returns whether it took or gave
+  // anything.
+  template <class S>
+  bool Advance(CodecBuffers& b, const S& s) const {
+    const size_t used = in - s.avail_in, made = out - s.avail_out;
     b.next_in += used;
     b.avail_in -= used;
     b.next_out += made;
@@ -82,12 +91,9 @@ int32_t Inflater::Run(CodecBuffers& b) {
   if (s.header_read < 2) return kCodecMore;
   while (true) {
     const Step step(b);
-    s.st.next_in = const_cast<uint8_t*>(b.next_in);
-    s.st.avail_in = step.in;
-    s.st.next_out = b.next_out;
-    s.st.avail_out = step.out;
+    step.Offer(s.st, b);
     const int rc = isal_inflate(&s.st);
-    const bool moved = step.Advance(b, s.st.avail_in, s.st.avail_out);
+    const bool moved = step.Advance(b, s.st);
     if (rc < 0 || rc == ISAL_NEED_DICT) return s.result = kCodecDamaged;
     if (s.st.block_state == ISAL_BLOCK_FINISH) return s.result = kCodecEnd;
     // Go on while the library took or gave something and both sides still have room.
@@ -115,14 +121,11 @@ int32_t Deflater::Run(CodecBuffers& b, bool last) {
   while (true) {
     if (zs.internal_state.state == ZSTATE_END) return kCodecEnd;
     const Step step(b);
-    zs.next_in = const_cast<uint8_t*>(b.next_in);
-    zs.avail_in = step.in;
-    zs.next_out = b.next_out;
-    zs.avail_out = step.out;
+    step.Offer(zs, b);
     zs.end_of_stream = last && step.in == b.avail_in;
     zs.flush = NO_FLUSH;
     if (isal_deflate(&zs) != COMP_OK) return kCodecNoMemory;
-    step.Advance(b, zs.avail_in, zs.avail_out);
+    step.Advance(b, zs);
     if (zs.internal_state.state == ZSTATE_END) return kCodecEnd;
     if (b.avail_out == 0 || (!last && b.avail_in == 0)) return kCodecMore;
   }
@@ -160,12 +163,9 @@ int32_t Inflater::Run(CodecBuffers& b) {
   if (s.result != kCodecMore) return s.result;
   while (true) {
     const Step step(b);
-    s.zs.next_in = const_cast<Bytef*>(b.next_in);
-    s.zs.avail_in = step.in;
-    s.zs.next_out = b.next_out;
-    s.zs.avail_out = step.out;
+    step.Offer(s.zs, b);
     const int rc = inflate(&s.zs, Z_NO_FLUSH);
-    const bool moved = step.Advance(b, s.zs.avail_in, s.zs.avail_out);
+    const bool moved = step.Advance(b, s.zs);
     if (rc == Z_STREAM_END) return s.result = kCodecEnd;
     if (rc == Z_MEM_ERROR) return s.result = kCodecNoMemory;
     if (rc != Z_OK && rc != Z_BUF_ERROR) return s.result = kCodecDamaged;
@@ -193,12 +193,9 @@ int32_t Deflater::Run(CodecBuffers& b, bool last) {
   while (true) {
     if (s.ended) return kCodecEnd;
     const Step step(b);
-    s.zs.next_in = const_cast<Bytef*>(b.next_in);
-    s.zs.avail_in = step.in;
-    s.zs.next_out = b.next_out;
-    s.zs.avail_out = step.out;
+    step.Offer(s.zs, b);
     const int rc = deflate(&s.zs, last && step.in == b.avail_in ? Z_FINISH : Z_NO_FLUSH);
-    step.Advance(b, s.zs.avail_in, s.zs.avail_out);
+    step.Advance(b, s.zs);
     if (rc == Z_STREAM_ERROR) return kCodecNoMemory;
     if (rc == Z_STREAM_END) s.ended = true;
     if (s.ended) return kCodecEnd;
