@@ -338,7 +338,8 @@ class DataBase : public TCoreDB {
     std::vector<uint64_t> Strings;       // string records stored or removed
     bool Overflow = true;                // too much changed (or nothing was taken yet): start over
   };
-  // Returns the changes noted since the last call and starts a new list.
+  // Returns the changes noted since the last call and starts a new list. There is one taker (the
+  // book's transactions collection): a second would see only what the first left.
   TextChanges TakeTextChanges();
   // True when the logged-in user may not see some records (another owner hid them), so that
   // answers must be checked record by record.
@@ -411,8 +412,9 @@ class DataBase : public TCoreDB {
   void KeepForUndo(std::unique_ptr<TBaseEntry> record);
   // Notes a record the current step added (nothing at step 0).
   void NoteAdded(uint32_t table, uint64_t id);
-  // Keeps the derived indexes (link records by parent, exchange rates) in step with a record
-  // entering (`add`) or leaving its table.
+  // Keeps the derived state (link records by parent, exchange rates, the transaction index, the
+  // count of hidden records, the text changes) in step with a record entering (`add`) or leaving
+  // its table.
   void Index(const TBaseEntry& e, bool add);
   // Adds `id` to one list of text_changes_, or marks them overflowed when they grew too long.
   void NoteTextChange(std::vector<uint64_t>* list, uint64_t id);
