@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <tuple>
 #include <unordered_map>
@@ -264,7 +265,7 @@ NodeList Transactions::GetTransactionsTree(bool by_days, int group_by, uint64_t 
   return result;
 }
 
-void Transactions::CountDescription(uint64_t id) {
+void Transactions::CountDescription(uint64_t id, Visibility* visibility) {
   using Cache = DescriptionCache;
   const auto* t = FindRecord<TTransaction>(*db_, id, etTransaction);
   if (t == nullptr || t->Data.NameID == 0) return;
@@ -272,7 +273,7 @@ void Transactions::CountDescription(uint64_t id) {
   if (name == nullptr) return;
   std::wstring text = name->Text();
   if (text.empty()) return;
-  if (db_->SomethingHidden() && Visibility(*db_).Hidden(*t)) return;
+  if (visibility != nullptr && visibility->Hidden(*t)) return;
   auto [key, fresh] = descriptions_.keys.try_emplace(
       Cache::Key{t->Categories.CategoryID, TransactionKind(*t), std::move(text)});
   Cache::Uses& uses = key->second;
@@ -303,8 +304,11 @@ void Transactions::RefreshDescriptions() {
   if (!apply) {
     cache = Cache();
     cache.user = db_->CurrentUserID();
+    std::optional<Visibility> visibility;
+    if (db_->SomethingHidden()) visibility.emplace(*db_);
     for (const auto& [id, e] : db_->GetTable(1)) {
-      if (e->Header.Type == etTransaction) CountDescription(id);
+      if (e->Header.Type == etTransaction)
+        CountDescription(id, visibility ? &*visibility : nullptr);
     }
   } else {
     std::vector<uint64_t> ids = changes.Transactions;
@@ -322,7 +326,7 @@ void Transactions::RefreshDescriptions() {
           key->second.latest = 0;
         }
       }
-      CountDescription(id);
+      CountDescription(id, nullptr);  // applied one by one only while nothing is hidden
     }
   }
   // The latest use of a key whose latest use went: the last counted transaction under it.

@@ -14,6 +14,7 @@
 namespace vemra {
 
 class Book;
+class Visibility;
 
 class Transactions : public ITransactions {
  public:
@@ -55,8 +56,9 @@ class Transactions : public ITransactions {
     uint64_t user = 0;
     bool valid = false;
   };
-  // Counts transaction `id` (when it exists, is visible and has a description) under its key.
-  void CountDescription(uint64_t id);
+  // Counts transaction `id` (when it exists, has a description and, given `visibility`, is
+  // visible) under its key.
+  void CountDescription(uint64_t id, Visibility* visibility);
   // Brings the cache up to date; rebuilds it when the changes cannot be applied one by one.
   void RefreshDescriptions();
 

@@ -416,6 +416,8 @@ class DataBase : public TCoreDB {
   // count of hidden records, the text changes) in step with a record entering (`add`) or leaving
   // its table.
   void Index(const TBaseEntry& e, bool add);
+  // The transaction index, built first when it is not.
+  TransactionIndex& BuiltTransactionIndex();
   // Adds `id` to one list of text_changes_, or marks them overflowed when they grew too long.
   void NoteTextChange(std::vector<uint64_t>* list, uint64_t id);
   // The exchange-rate part of Index (ex_rates.cc).

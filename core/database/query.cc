@@ -178,26 +178,30 @@ constexpr ADate kNoLimit(INT32_MAX);
 
 }  // namespace
 
-std::span<const TTransaction* const> DataBase::TransactionsByDate(ADate begin, ADate end) {
+TransactionIndex& DataBase::BuiltTransactionIndex() {
   transaction_index_.Ensure([&](auto&& add) {
     for (const auto& [id, e] : tables_[1]) {
       if (e->Header.Type == etTransaction) add(static_cast<const TTransaction&>(*e));
     }
   });
-  return transaction_index_.Range(begin, end);
+  return transaction_index_;
+}
+
+std::span<const TTransaction* const> DataBase::TransactionsByDate(ADate begin, ADate end) {
+  return BuiltTransactionIndex().Range(begin, end);
 }
 
 void DataBase::AddBalanceSums(std::map<uint64_t, double>& sums, ADate before) {
   if (sums.empty()) return;
   const ADate today = TodayADate();
-  TransactionsByDate(ADate(0), ADate(0));  // builds the index
-  if (use_balance_index_ && (current_user_id_ == 0 || hidden_marks_ == 0)) {
-    for (auto& [id, sum] : sums) sum += transaction_index_.Balance(id, before, today);
+  TransactionIndex& index = BuiltTransactionIndex();
+  if (use_balance_index_ && !SomethingHidden()) {
+    for (auto& [id, sum] : sums) sum += index.Balance(id, before, today);
     return;
   }
   // The same sums, one pass in index order, leaving out what the user may not see.
   Visibility visibility(*this);
-  for (const TTransaction* t : transaction_index_.All()) {
+  for (const TTransaction* t : index.All()) {
     if (t->Data.Date >= before) break;
     if ((t->Data.Cleared == 0 && t->Data.Date <= today) || visibility.Hidden(*t)) continue;
     const uint64_t w = t->Data.WithdrawAccountID, g = t->Data.TargetAccountID;

@@ -69,14 +69,12 @@ void TransactionIndex::Build() {
     return *last;
   };
   // Count first, so that every array is made once at its size.
+  std::unordered_map<const Account*, size_t> counts;
   for (const Key& k : keys_) {
-    if (k.withdraw != 0) ++account(k.withdraw).valid;
-    if (k.target != 0 && k.target != k.withdraw) ++account(k.target).valid;
+    if (k.withdraw != 0) ++counts[&account(k.withdraw)];
+    if (k.target != 0 && k.target != k.withdraw) ++counts[&account(k.target)];
   }
-  for (auto& [id, a] : accounts_) {
-    a.rows.reserve(a.valid);
-    a.valid = 0;
-  }
+  for (auto& [id, a] : accounts_) a.rows.reserve(counts[&a]);
   rows_.resize(keys_.size());
   auto left = begin, right = middle;
   for (size_t i = 0; i < keys_.size(); ++i) {
