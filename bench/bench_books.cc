@@ -6,8 +6,8 @@
 #include <fstream>
 #include <string>
 
-#include "cli/generator.h"
 #include "core/database/database.h"
+#include "generator/generator.h"
 #include "platform/log.h"
 
 namespace vemra::bench {
@@ -38,7 +38,7 @@ std::string BookPath(uint64_t transactions) {
     platform::SetLogOutput(nullptr);
     std::fprintf(stderr, "generating %s ...\n", path.c_str());
     DataBase db;
-    cli::GenerateBook(db, transactions, 1);
+    GenerateBook(db, transactions, 1);
     if (db.SaveFile(path.string()) != 0) {
       std::fprintf(stderr, "cannot write %s\n", path.c_str());
       std::exit(1);

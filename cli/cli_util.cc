@@ -1,8 +1,10 @@
 #include "cli/cli_util.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 
 namespace vemra::cli {
 
@@ -151,8 +153,13 @@ void JsonArrayWriter::Add(const Json& j) {
 }
 
 int SaveTo(DataBase& db, const std::string& path, std::ostream& err) {
+  errno = 0;
   int code = db.SaveFile(path);
-  return code == kResultOK ? kExitOK : Fail(err, path, code);
+  int error = errno;
+  if (code == kResultOK) return kExitOK;
+  // A failed write names the system's reason ("No space left on device").
+  if (code == kResultCantOpen && error != 0) return Refuse(err, path + ": " + std::strerror(error));
+  return Fail(err, path, code);
 }
 
 }  // namespace vemra::cli

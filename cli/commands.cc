@@ -1,14 +1,17 @@
 #include "cli/commands.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string_view>
 
 #include "cli/cli_util.h"
-#include "cli/generator.h"
 #include "cli/record_json.h"
 #include "collections/book.h"
 #include "core/records/account.h"
@@ -19,6 +22,8 @@
 #include "core/streams/compress.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "generator/generator.h"
+#include "platform/log.h"
 
 namespace vemra::cli {
 namespace {
@@ -26,7 +31,8 @@ namespace {
 constexpr std::string_view kUsage =
     "usage: kestrum-cli <command> [arguments]\n"
     "\n"
-    "commands over a book:\n"
+    "commands over a book (a protected book asks for its password: --password TEXT,\n"
+    "KESTRUM_PASSWORD, or a prompt on the terminal):\n"
     "  new FILE [--lang en|ru]          a new database from the built-in template\n"
     "  accounts FILE                    accounts and groups with their balances\n"
     "  transactions FILE [--period P | --from D --to D] [--group-by G] [--account A]...\n"
@@ -38,9 +44,15 @@ constexpr std::string_view kUsage =
     "                                   add a transaction\n"
     "  edit FILE ID [...]               change a transaction\n"
     "  delete FILE ID                   delete a transaction\n"
-    "Reading commands take --json for JSON output.\n"
+    "  summary FILE                     accounts, balances and transaction counts\n"
+    "Reading commands take --json for JSON output. Changes are saved at once, with a sync\n"
+    "part file and a backup copy in the book's cache folder.\n"
     "\n"
-    "commands over files:\n"
+    "the cache folder of a book:\n"
+    "  cache FILE                       backup copy, part files and upload folder\n"
+    "  restore FILE [-o OUT] [--force]  rebuild a damaged book from its backup and parts\n"
+    "\n"
+    "commands over files (they never ask for a password):\n"
     "  check FILE                       format, database ID and record counts of a database\n"
     "  dump FILE                        the whole database as JSON\n"
     "  convert IN OUT                   save a database in the current format\n"
@@ -49,121 +61,12 @@ constexpr std::string_view kUsage =
     "  part apply FILE PART... [-o OUT] merge sync parts into a database\n"
     "  generate OUT --transactions N [--seed S]\n"
     "                                   write a demo book\n"
-    "  summary FILE                     accounts, balances and transaction counts\n"
     "  types                            the record kinds the engine reads and writes\n"
     "\n"
-    "kestrum-cli <command> --help shows the help of one command; kestrum-cli --version the\n"
-    "version and the compression library.\n"
+    "kestrum-cli help COMMAND (or COMMAND --help) shows the help of one command;\n"
+    "kestrum-cli --version the version and the compression library; --verbose anywhere sends\n"
+    "diagnostic lines to standard error (else they go to $XDG_STATE_HOME/kestrum/kestrum.log).\n"
     "Exit status: 0 success, 1 the operation failed, 2 bad usage.\n";
-
-constexpr std::string_view kCheckUsage =
-    "usage: kestrum-cli check FILE\n"
-    "\n"
-    "Opens the database FILE and prints its format version, its database ID and the count of\n"
-    "records of each type, deletion markers included. When the file cannot be opened the\n"
-    "reason goes to standard error and the exit status is 1.\n";
-
-constexpr std::string_view kDumpUsage =
-    "usage: kestrum-cli dump FILE\n"
-    "\n"
-    "Prints the database FILE as one JSON object:\n"
-    "  {\"format\": N, \"header\": {...}, \"texts\": [{\"ID\", \"stamp\", \"text\"} x5],\n"
-    "   \"records\": [...], \"deleted\": [...]}\n"
-    "Records come in table order 0-6 and ascending ID, each with its header fields, \"table\"\n"
-    "and its body fields; fields without a name are keyed \"@\" and their body offset. Doubles\n"
-    "read back to the same value; NaN and infinities are the strings \"NaN\", \"Infinity\" and\n"
-    "\"-Infinity\".\n";
-
-constexpr std::string_view kConvertUsage =
-    "usage: kestrum-cli convert IN OUT\n"
-    "\n"
-    "Opens the database IN, in any format this system reads, and saves it as OUT in the\n"
-    "current format.\n";
-
-constexpr std::string_view kMergeUsage =
-    "usage: kestrum-cli merge FILE OTHER [-o OUT]\n"
-    "\n"
-    "Merges OTHER, another copy of the same database, into FILE: for each record the newer\n"
-    "change wins. The result replaces FILE, or goes to OUT and leaves FILE untouched.\n";
-
-constexpr std::string_view kPartUsage =
-    "usage: kestrum-cli part dump PART\n"
-    "       kestrum-cli part apply FILE PART... [-o OUT]\n"
-    "\n"
-    "part dump prints the sync part PART as one JSON object:\n"
-    "  {\"format\": N, \"DatabaseID\": ID, \"records\": [...], \"deleted\": [...]}\n"
-    "with the records in file order; records of unknown types show their header only.\n"
-    "\n"
-    "part apply merges the sync parts into the database FILE, in the order given, and saves\n"
-    "the result to FILE, or to OUT leaving FILE untouched. Nothing is saved when a part is\n"
-    "refused.\n";
-
-constexpr std::string_view kGenerateUsage =
-    "usage: kestrum-cli generate OUT --transactions N [--seed S]\n"
-    "\n"
-    "Writes a realistic demo book with N transactions to OUT: currencies with exchange rates,\n"
-    "account groups and accounts, category and payee trees, expenses, incomes, transfers,\n"
-    "splits, uncleared and future-dated transactions, scheduled transactions, tags and\n"
-    "deletion markers, spread over the last years up to today. The same seed (default 1) on\n"
-    "the same day gives the same file.\n";
-
-constexpr std::string_view kSummaryUsage =
-    "usage: kestrum-cli summary FILE\n"
-    "\n"
-    "Prints the accounts of the database FILE with their balances up to today (the opening\n"
-    "balance plus the plain sum of their transactions), and the count of transactions by\n"
-    "kind with the dates they span.\n";
-
-constexpr std::string_view kTypesUsage =
-    "usage: kestrum-cli types\n"
-    "\n"
-    "Lists every record type code the engine reads and writes: code, name, table, current\n"
-    "layout version and body size. Each kind is checked by writing a new record's body and\n"
-    "reading it back; a kind whose body does not survive is marked FAILED and the exit\n"
-    "status is 1.\n";
-
-// Round trip of a new record of `type` through its body; see kTypesUsage.
-bool RoundTrips(uint32_t type) {
-  std::unique_ptr<TBaseEntry> entry = CreateEntry(type);
-  OutputStream out;
-  entry->SaveData(out);
-  std::vector<uint8_t> body = out.MemoryData();
-  if (body.size() != entry->Header.Size) return false;
-  InputStream in;
-  in.AttachMemory(out);
-  std::unique_ptr<TBaseEntry> back = CreateEntry(type);
-  if (!back->LoadData(in, entry->Header.SecondaryType)) return false;
-  OutputStream again;
-  back->SaveData(again);
-  return again.MemoryData() == body;
-}
-
-int PartDump(const Parsed& p, std::ostream& out, std::ostream& err) {
-  if (p.positional.size() != 2 || !p.options.empty()) {
-    return Usage(err, kPartUsage, "part dump takes one PART");
-  }
-  const std::string& path = p.positional[1];
-  InputStream in;
-  if (!in.OpenFile(path)) return Fail(err, path, kResultCantOpen);
-  int code = WritePartJson(in, out);
-  return code == kResultOK ? kExitOK : Fail(err, path, code);
-}
-
-int PartApply(const Parsed& p, std::ostream& err) {
-  if (p.positional.size() < 3) return Usage(err, kPartUsage, "part apply needs FILE and PART");
-  const std::string& file = p.positional[1];
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  uint32_t format = 0;
-  if (int status = OpenForCommand(file, db, format, err); status != kExitOK) return status;
-  for (size_t i = 2; i < p.positional.size(); ++i) {
-    int code = db.ReadPart(p.positional[i]);
-    if (code != kResultOK) return Fail(err, p.positional[i], code);
-    WarnIfPartial(err, p.positional[i], db);
-  }
-  const std::string* o = p.Last("-o");
-  return SaveTo(db, o == nullptr ? file : *o, err);
-}
 
 }  // namespace
 
@@ -225,6 +128,11 @@ template struct BookDeleter<DataBase>;
 template struct BookDeleter<Book>;
 
 int OpenForCommand(const std::string& path, DataBase& db, uint32_t& format, std::ostream& err) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0) {
+    return Refuse(err, "Can't open file " + path + ": " + std::strerror(errno));
+  }
+  if (S_ISDIR(st.st_mode)) return Refuse(err, path + " is a directory");
   int code = OpenDatabase(path, db, format);
   if (code == kResultOK) return kExitOK;
   Fail(err, path, code);
@@ -343,227 +251,47 @@ int WritePartJson(IInputStream& compressed, std::ostream& out) {
   return kResultOK;
 }
 
-int TypesCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kTypesUsage);
-  if (!args.empty()) return Usage(err, kTypesUsage, "types takes no arguments");
-  char line[128];
-  std::snprintf(line, sizeof line, "%-5s %-24s %5s %7s %5s  %s\n", "code", "name", "table",
-                "version", "size", "check");
-  out << line;
-  bool all_ok = true;
-  for (uint32_t type = 0; type < 256; ++type) {
-    std::unique_ptr<TBaseEntry> entry = CreateEntry(type);
-    if (!entry) continue;
-    bool ok = type == etString || RoundTrips(type);
-    all_ok = all_ok && ok;
-    std::string name(TypeName(type));
-    std::snprintf(line, sizeof line, "%-5u %-24s %5u %7u %5u  %s\n", type, name.c_str(),
-                  entry->GetTableIndex(), entry->Header.SecondaryType, entry->Header.Size,
-                  ok ? "ok" : "FAILED");
-    out << line;
-  }
-  return all_ok ? kExitOK : kExitFailed;
+namespace {
+
+using Command = int (*)(const Args&, std::ostream&, std::ostream&);
+
+const std::map<std::string_view, Command>& Commands() {
+  static const std::map<std::string_view, Command> kCommands = {
+      {"check", CheckCommand},
+      {"dump", DumpCommand},
+      {"convert", ConvertCommand},
+      {"merge", MergeCommand},
+      {"part", PartCommand},
+      {"generate", GenerateCommand},
+      {"types", TypesCommand},
+      {"new", NewCommand},
+      {"summary", SummaryCommand},
+      {"accounts", AccountsCommand},
+      {"currencies", CurrenciesCommand},
+      {"rate", RateCommand},
+      {"categories", CategoriesCommand},
+      {"transactions", TransactionsCommand},
+      {"add", AddCommand},
+      {"edit", EditCommand},
+      {"delete", DeleteCommand},
+      {"cache", CacheCommand},
+      {"restore", RestoreCommand},
+  };
+  return kCommands;
 }
 
-int CheckCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kCheckUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kCheckUsage, problem);
-  if (p.positional.size() != 1) return Usage(err, kCheckUsage, "check takes one FILE");
-  const std::string& path = p.positional[0];
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  uint32_t format = 0;
-  if (int status = OpenForCommand(path, db, format, err); status != kExitOK) return status;
-  std::map<uint32_t, size_t> counts;
-  for (uint32_t table = 0; table < kTableCount; ++table) {
-    for (const auto& [id, e] : db.GetTable(table)) ++counts[e->Header.Type];
-  }
-  out << "format: " << format << "\n";
-  out << "DatabaseID: " << db.Header.DatabaseID << "\n";
-  out << "records:\n";
-  size_t total = 0;
-  for (const auto& [type, count] : counts) {
-    std::string_view name = TypeName(type);
-    char line[96];
-    std::snprintf(line, sizeof line, "  %-24s %10zu\n",
-                  name.empty() ? std::to_string(type).c_str() : std::string(name).c_str(), count);
-    out << line;
-    total += count;
-  }
-  char line[96];
-  std::snprintf(line, sizeof line, "  %-24s %10zu\n  %-24s %10zu\n", "total", total,
-                "deletion markers", db.DeletedHeaders().size());
-  out << line;
-  std::vector<std::string> damage = HeaderDamage(db);
-  for (const std::string& d : damage) out << "damage: " << d << "\n";
-  if (damage.empty()) return kExitOK;
-  err << "kestrum-cli: " << path << ": the header contradicts the records\n";
-  return kExitFailed;
-}
+}  // namespace
 
-int DumpCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kDumpUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kDumpUsage, problem);
-  if (p.positional.size() != 1) return Usage(err, kDumpUsage, "dump takes one FILE");
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  uint32_t format = 0;
-  if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
-    return status;
-  }
-  WriteDatabaseJson(db, format, out);
-  return kExitOK;
-}
-
-int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kConvertUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kConvertUsage, problem);
-  if (p.positional.size() != 2) return Usage(err, kConvertUsage, "convert takes IN and OUT");
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  uint32_t format = 0;
-  if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
-    return status;
-  }
-  return SaveTo(db, p.positional[1], err);
-}
-
-int MergeCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kMergeUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {"-o"}, {}, p, problem)) return Usage(err, kMergeUsage, problem);
-  if (p.positional.size() != 2) return Usage(err, kMergeUsage, "merge takes FILE and OTHER");
-  const std::string& file = p.positional[0];
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  uint32_t format = 0;
-  if (int status = OpenForCommand(file, db, format, err); status != kExitOK) return status;
-  if (int code = db.MergeFilePath(p.positional[1]); code != kResultOK) {
-    return Fail(err, p.positional[1], code);
-  }
-  WarnIfPartial(err, p.positional[1], db);
-  const std::string* o = p.Last("-o");
-  return SaveTo(db, o == nullptr ? file : *o, err);
-}
-
-int PartCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kPartUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {"-o"}, {}, p, problem)) return Usage(err, kPartUsage, problem);
-  if (p.positional.empty()) return Usage(err, kPartUsage, "part needs dump or apply");
-  if (p.positional[0] == "dump") return PartDump(p, out, err);
-  if (p.positional[0] == "apply") return PartApply(p, err);
-  return Usage(err, kPartUsage, "unknown part command '" + p.positional[0] + "'");
-}
-
-int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kGenerateUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {"--transactions", "--seed"}, {}, p, problem)) {
-    return Usage(err, kGenerateUsage, problem);
-  }
-  if (p.positional.size() != 1) return Usage(err, kGenerateUsage, "generate takes one OUT");
-  uint64_t transactions = 0;
-  uint64_t seed = 1;
-  const std::string* n = p.Last("--transactions");
-  if (n == nullptr) return Usage(err, kGenerateUsage, "--transactions is required");
-  if (!ParseCount(*n, transactions)) {
-    return Usage(err, kGenerateUsage, "--transactions wants a whole number");
-  }
-  if (const std::string* s = p.Last("--seed"); s != nullptr && !ParseCount(*s, seed)) {
-    return Usage(err, kGenerateUsage, "--seed wants a whole number");
-  }
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  GenerateBook(db, transactions, seed);
-  int status = SaveTo(db, p.positional[0], err);
-  if (status == kExitOK) {
-    out << p.positional[0] << ": " << transactions << " transactions, seed " << seed << "\n";
-  }
-  return status;
-}
-
-int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kSummaryUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {}, {}, p, problem)) return Usage(err, kSummaryUsage, problem);
-  if (p.positional.size() != 1) return Usage(err, kSummaryUsage, "summary takes one FILE");
-  auto owned = MakeBook<DataBase>();
-  DataBase& db = *owned;
-  uint32_t format = 0;
-  if (int status = OpenForCommand(p.positional[0], db, format, err); status != kExitOK) {
-    return status;
-  }
-  ADate today = TodayADate();
-  std::map<uint64_t, double> balance;
-  size_t expenses = 0, incomes = 0, transfers = 0, in_splits = 0, uncleared = 0, future = 0;
-  ADate first(INT32_MAX), last(INT32_MIN);
-  for (const auto& [id, e] : db.GetTable(1)) {
-    const auto* t = dynamic_cast<const TTransaction*>(e.get());
-    if (t == nullptr) continue;
-    const TTransaction::TData& d = t->Data;
-    first = std::min(first, d.Date);
-    last = std::max(last, d.Date);
-    if (d.WithdrawAccountID != 0 && d.TargetAccountID != 0) {
-      ++transfers;
-    } else if (d.TargetAccountID != 0) {
-      ++incomes;
+int Run(const Args& given, std::ostream& out, std::ostream& err) {
+  // --verbose anywhere sends the diagnostic log lines to standard error.
+  Args args;
+  for (const std::string& word : given) {
+    if (word == "--verbose") {
+      platform::SetLogOutput(stderr);
     } else {
-      ++expenses;
+      args.push_back(word);
     }
-    if (d.SplitID != 0) ++in_splits;
-    if (d.Cleared == 0) ++uncleared;
-    if (d.Date > today) {
-      ++future;
-      continue;
-    }
-    if (d.WithdrawAccountID != 0) balance[d.WithdrawAccountID] -= d.WithdrawAmount;
-    if (d.TargetAccountID != 0) balance[d.TargetAccountID] += d.TargetAmount;
   }
-
-  out << "accounts (balance up to " << FormatDate(today) << "):\n";
-  for (const auto& [id, e] : db.GetTable(0)) {
-    const auto* a = dynamic_cast<const TAccount*>(e.get());
-    if (a == nullptr) continue;
-    std::wstring name;
-    db.GetString(a->Data.NameID, name);
-    std::string code = "?";
-    int decimals = 2;
-    if (const auto* c = dynamic_cast<const TCurrency*>(db.FindEntry(a->Data.CurrencyID, 0))) {
-      code = c->GetCode();
-      decimals = std::min<int>(c->Data.Decimals, 9);
-    }
-    char line[192];
-    std::snprintf(line, sizeof line, "  %-28s %-3s %16s%s\n", TextToUtf8(name).c_str(),
-                  code.c_str(),
-                  FormatAmount(a->Data.InitialBalance + balance[id], decimals).c_str(),
-                  a->Data.Visible ? "" : "  (closed)");
-    out << line;
-  }
-  size_t total = expenses + incomes + transfers;
-  out << "transactions: " << total;
-  if (total > 0) out << " from " << FormatDate(first) << " to " << FormatDate(last);
-  out << "\n  expenses " << expenses << ", incomes " << incomes << ", transfers " << transfers
-      << ", in splits " << in_splits << ", uncleared " << uncleared << ", after today " << future
-      << "\n";
-  size_t scheduled = 0;
-  for (const auto& [id, e] : db.GetTable(0)) scheduled += e->Header.Type == etScheduledTransaction;
-  out << "scheduled transactions: " << scheduled << "\n";
-  out << "deletion markers: " << db.DeletedHeaders().size() << "\n";
-  return kExitOK;
-}
-
-int Run(const Args& args, std::ostream& out, std::ostream& err) {
   if (args.empty()) return Usage(err, kUsage, "");
   const std::string& command = args[0];
   if (IsHelp(command)) return Help(out, kUsage);
@@ -571,18 +299,17 @@ int Run(const Args& args, std::ostream& out, std::ostream& err) {
     out << "kestrum-cli " << KESTRUM_VERSION << "\ncompression: " << CodecName() << "\n";
     return kExitOK;
   }
-  Args rest(args.begin() + 1, args.end());
-  using Command = int (*)(const Args&, std::ostream&, std::ostream&);
-  static const std::map<std::string_view, Command> kCommands = {
-      {"check", CheckCommand},     {"dump", DumpCommand},   {"convert", ConvertCommand},
-      {"merge", MergeCommand},     {"part", PartCommand},   {"generate", GenerateCommand},
-      {"summary", SummaryCommand}, {"types", TypesCommand},
-  };
-  auto it = kCommands.find(command);
-  if (it != kCommands.end()) return it->second(rest, out, err);
-  bool known = false;
-  int status = BookCommand(command, rest, out, err, known);
-  return known ? status : Usage(err, kUsage, "unknown command '" + command + "'");
+  if (command == "help") {
+    if (args.size() == 1) return Help(out, kUsage);
+    auto it = Commands().find(args[1]);
+    if (it == Commands().end() || args.size() > 2) {
+      return Usage(err, kUsage, "help takes one command name");
+    }
+    return it->second({"--help"}, out, err);
+  }
+  auto it = Commands().find(command);
+  if (it == Commands().end()) return Usage(err, kUsage, "unknown command '" + command + "'");
+  return it->second(Args(args.begin() + 1, args.end()), out, err);
 }
 
 }  // namespace vemra::cli

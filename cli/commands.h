@@ -29,6 +29,7 @@ enum : int {
 int Run(const Args& args, std::ostream& out, std::ostream& err);
 
 // The commands, by name; `args` are the words after the command name.
+// File tools (files.cc): they work on the format and never ask for a password.
 int TypesCommand(const Args& args, std::ostream& out, std::ostream& err);
 int CheckCommand(const Args& args, std::ostream& out, std::ostream& err);
 int DumpCommand(const Args& args, std::ostream& out, std::ostream& err);
@@ -36,12 +37,20 @@ int ConvertCommand(const Args& args, std::ostream& out, std::ostream& err);
 int MergeCommand(const Args& args, std::ostream& out, std::ostream& err);
 int PartCommand(const Args& args, std::ostream& out, std::ostream& err);
 int GenerateCommand(const Args& args, std::ostream& out, std::ostream& err);
-int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err);
-
-// Runs the book command `name` (new, accounts, transactions, categories, currencies, rate, add,
-// edit, delete) with `args`; `known` tells whether there is such a command.
-int BookCommand(std::string_view name, const Args& args, std::ostream& out, std::ostream& err,
-                bool& known);
+// Book commands: they open the book as a document.
+int NewCommand(const Args& args, std::ostream& out, std::ostream& err);           // books.cc
+int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err);       // books.cc
+int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err);      // accounts.cc
+int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err);    // accounts.cc
+int RateCommand(const Args& args, std::ostream& out, std::ostream& err);          // accounts.cc
+int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err);    // categories.cc
+int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err);  // transactions.cc
+int AddCommand(const Args& args, std::ostream& out, std::ostream& err);           // transactions.cc
+int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
+int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
+// The cache folder of a book (cache.cc).
+int CacheCommand(const Args& args, std::ostream& out, std::ostream& err);
+int RestoreCommand(const Args& args, std::ostream& out, std::ostream& err);
 
 // Makes the kestrum-cli process keep every database a command opened until it exits instead of
 // destroying it: the OS takes the memory back at once, where a million record destructors take

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -38,6 +39,10 @@ class ScratchDir {
               ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
     std::filesystem::remove_all(dir_);
     std::filesystem::create_directories(dir_);
+    // Caches, settings and logs of the commands stay inside the scratch folder.
+    ::setenv("XDG_CACHE_HOME", (dir_ / "xdg-cache").c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", (dir_ / "xdg-config").c_str(), 1);
+    ::setenv("XDG_STATE_HOME", (dir_ / "xdg-state").c_str(), 1);
   }
   ~ScratchDir() { std::filesystem::remove_all(dir_); }
   std::string Path(const std::string& name) const { return (dir_ / name).string(); }

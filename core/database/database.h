@@ -222,6 +222,11 @@ class DataBase : public TCoreDB {
   // Saves to `path` atomically: a temporary file in the same folder, flushed to disk, then
   // renamed over `path`. On failure `path` is untouched and the temporary file removed.
   int SaveFile(const std::string& path);
+  // Writes what Save writes, but split: the 1024-byte head to `head` and the record stream
+  // uncompressed to `records`, so that the caller can compress it on another thread (the
+  // compressed `records` appended to `head` is the file). Returns 0, or -2 when a write failed;
+  // 0 with nothing written when no database is loaded.
+  int SaveUncompressed(IOutputStream& head, IOutputStream& records);
   // Merges another copy of this database (same DatabaseID): records by change stamp, then the
   // newer settings, password and texts, into the header and the working state a save writes.
   // Returns 0, -1 (not a database, or a record area that fails to decompress: the database is
@@ -250,6 +255,10 @@ class DataBase : public TCoreDB {
   // Writes the journalled changes to a new part file at `path` and empties the journal.
   // Returns 0, 6 (empty journal, no file created) or -2 (cannot create or write).
   int WritePart(const std::string& path);
+  // Writes the journalled changes to `out` as the uncompressed content of a part file (the
+  // caller compresses it into the file) and empties the journal. Returns 0, 6 (empty journal,
+  // nothing written) or -2 (a write fell short; the journal is emptied all the same).
+  int TakePart(IOutputStream& out);
   // Merges the part file at `path`. Returns 0, -2 (cannot open or decompress) or 3 (bad
   // signature, another database or format above 440; nothing merged). Records that end early
   // are merged up to the damage; LastRead() tells.
@@ -399,6 +408,9 @@ class DataBase : public TCoreDB {
   void ProcessDueSchedules();
   // Writes the uncompressed record stream; false when a write failed.
   bool WriteRecordStream(IOutputStream& out);
+  // Brings the header's default account, period and default currency up to the working state
+  // before a save.
+  void PrepareHeaderForSave();
   // The ID for the record of kind `type` entered for occurrence `d` of schedule `schedule_id`,
   // the same in every copy of the database; 0 when that occurrence was entered already (its
   // record or deletion marker is held). `claimed` maps each residue of the occurrence ID

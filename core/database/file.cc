@@ -504,8 +504,7 @@ int DataBase::OpenFile(const std::string& path) {
   return Open(in);
 }
 
-int DataBase::Save(IOutputStream& out) {
-  if (!Loaded) return kResultOK;
+void DataBase::PrepareHeaderForSave() {
   Header.UserSettings.DefaultAccountID = UserSettings.DefaultAccountID;
   Header.UserSettings.PeriodBegin = Period.BeginDate;
   Header.UserSettings.PeriodEnd = Period.EndDate;
@@ -521,11 +520,24 @@ int DataBase::Save(IOutputStream& out) {
     Header.UserSettings.DefaultCurrencyID = UserSettings.DefaultCurrencyID;
     Header.SettingsStamp = NewerStamp(Header.SettingsStamp);
   }
+}
+
+int DataBase::Save(IOutputStream& out) {
+  if (!Loaded) return kResultOK;
+  PrepareHeaderForSave();
   WriteHeader(out);
   bool head_ok = out.Tell() == kRecordsOffset;
   int rc = head_ok && WriteRecords(out) ? kResultOK : kResultCantOpen;
   platform::LogCode("saved: ", rc);
   return rc;
+}
+
+int DataBase::SaveUncompressed(IOutputStream& head, IOutputStream& records) {
+  if (!Loaded) return kResultOK;
+  PrepareHeaderForSave();
+  WriteHeader(head);
+  bool ok = head.Tell() == kRecordsOffset && WriteRecordStream(records);
+  return ok ? kResultOK : kResultCantOpen;
 }
 
 int DataBase::SaveFile(const std::string& path) {

@@ -21,6 +21,35 @@ constexpr size_t kPartHeadSize = 19;
 
 }  // namespace
 
+int DataBase::TakePart(IOutputStream& out) {
+  if (sync_journal_.empty()) return kResultNothingToWrite;
+  uint8_t head[kPartHeadSize];
+  BodyWriter w(head);
+  w.Raw(reinterpret_cast<const uint8_t*>(kPartSignature), kPartSignatureLength);
+  w.U32(kFileFormat);
+  w.U64(Header.DatabaseID);
+  bool ok = out.Write(head, sizeof head) == sizeof head;
+  // Each ID goes out at most once per kind, in its current version: a record stored and later
+  // deleted yields only its marker, one deleted and stored again both.
+  std::unordered_set<uint64_t> deleted;
+  std::unordered_set<uint64_t> stored;
+  for (const TAutomaticSyncItem& item : sync_journal_) {
+    if (item.Action == 1) {
+      if (!deleted.insert(item.ID).second) continue;
+      auto marker = deleted_headers_.find(item.ID);
+      if (marker != deleted_headers_.end()) ok = ok && marker->second.Save(out) == kHeaderSize;
+    } else {
+      if (!stored.insert(item.ID).second) continue;
+      Table& table = tables_[TableOfType(item.Type)];
+      auto it = table.find(item.ID);
+      if (it != table.end()) ok = ok && WriteRecord(*it->second, out);
+    }
+  }
+  // The changes are handed over now; a failure after this does not journal them again.
+  sync_journal_.clear();
+  return ok ? kResultOK : kResultCantOpen;
+}
+
 int DataBase::WritePart(const std::string& path) {
   if (sync_journal_.empty()) return kResultNothingToWrite;
   bool created = false;
@@ -28,34 +57,7 @@ int DataBase::WritePart(const std::string& path) {
       path,
       [&](IOutputStream& file) {
         DeflateOutputStream out(file);
-        uint8_t head[kPartHeadSize];
-        BodyWriter w(head);
-        w.Raw(reinterpret_cast<const uint8_t*>(kPartSignature), kPartSignatureLength);
-        w.U32(kFileFormat);
-        w.U64(Header.DatabaseID);
-        bool ok = out.Write(head, sizeof head) == sizeof head;
-        // Each ID goes out at most once per kind, in its current version: a record stored and
-        // later deleted yields only its marker, one deleted and stored again both.
-        std::unordered_set<uint64_t> deleted;
-        std::unordered_set<uint64_t> stored;
-        for (const TAutomaticSyncItem& item : sync_journal_) {
-          if (item.Action == 1) {
-            if (!deleted.insert(item.ID).second) continue;
-            auto marker = deleted_headers_.find(item.ID);
-            if (marker != deleted_headers_.end()) {
-              ok = ok && marker->second.Save(out) == kHeaderSize;
-            }
-          } else {
-            if (!stored.insert(item.ID).second) continue;
-            Table& table = tables_[TableOfType(item.Type)];
-            auto it = table.find(item.ID);
-            if (it != table.end()) {
-              ok = ok && WriteRecord(*it->second, out);
-            }
-          }
-        }
-        // The changes are handed over now; a failure below does not journal them again.
-        sync_journal_.clear();
+        bool ok = TakePart(out) == kResultOK;
         return out.Finish() && ok;
       },
       &created);

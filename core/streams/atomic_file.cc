@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 
 namespace vemra {
@@ -36,6 +37,16 @@ bool AtomicFileOps::Rename(const std::string& from, const std::string& to) {
   return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
+bool AtomicFileOps::RenameNoReplace(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system without the no-replace rename: a hard link fails the same way when `to`
+  // exists.
+  if (::link(from.c_str(), to.c_str()) != 0) return false;
+  ::unlink(from.c_str());
+  return true;
+}
+
 void AtomicFileOps::SyncFolder(const std::string& dir) {
   int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY);
   if (fd < 0) return;
@@ -51,27 +62,55 @@ ScopedAtomicFileOps::~ScopedAtomicFileOps() {
   g_ops = previous_;
 }
 
-bool WriteFileAtomically(const std::string& path, const std::function<bool(IOutputStream&)>& write,
-                         bool* created) {
+namespace {
+
+// Writes `temp` through `write`, syncs and closes it, then renames it to `path` with `rename`.
+// On failure removes `temp`, keeping the errno of the failed step.
+bool WriteThrough(const std::string& path, const std::string& temp,
+                  const std::function<bool(IOutputStream&)>& write, bool replace, bool* created) {
   AtomicFileOps& ops = *g_ops;
-  std::string temp = TemporaryNameFor(path);
   OutputStream out;
-  bool opened = ops.Open(out, temp);
+  errno = 0;
+  bool opened = replace ? ops.Open(out, temp) : ops.OpenNew(out, temp);
   if (created != nullptr) *created = opened;
   if (!opened) return false;
   // A replaced file keeps its permissions; a new one gets those the process would give it.
   struct stat st {};
-  if (::stat(path.c_str(), &st) == 0) ::chmod(temp.c_str(), st.st_mode & 07777);
+  if (replace && ::stat(path.c_str(), &st) == 0) ::chmod(temp.c_str(), st.st_mode & 07777);
+  errno = 0;
   bool ok = write(out);
-  ok = ops.Sync(out) && ok;
-  ok = ops.Close(out) && ok;
-  if (ok) ok = ops.Rename(temp, path);
+  int error = ok ? 0 : errno;
+  if (!ops.Sync(out) && ok) {
+    ok = false;
+    error = errno;
+  }
+  if (!ops.Close(out) && ok) {
+    ok = false;
+    error = errno;
+  }
+  if (ok) {
+    ok = replace ? ops.Rename(temp, path) : ops.RenameNoReplace(temp, path);
+    if (!ok) error = errno;
+  }
   if (!ok) {
     std::remove(temp.c_str());
+    errno = error;
     return false;
   }
   ops.SyncFolder(FolderOf(path));
   return true;
+}
+
+}  // namespace
+
+bool WriteFileAtomically(const std::string& path, const std::function<bool(IOutputStream&)>& write,
+                         bool* created) {
+  return WriteThrough(path, TemporaryNameFor(path), write, true, created);
+}
+
+bool WriteNewFile(const std::string& path, const std::string& temp,
+                  const std::function<bool(IOutputStream&)>& write) {
+  return WriteThrough(path, temp, write, false, nullptr);
 }
 
 }  // namespace vemra

@@ -10,9 +10,9 @@ OutputStream::~OutputStream() {
   Close();
 }
 
-bool OutputStream::OpenFile(const std::string& path) {
+bool OutputStream::OpenFile(const std::string& path, bool exclusive) {
   Close();
-  file_ = std::fopen(path.c_str(), "wb");
+  file_ = std::fopen(path.c_str(), exclusive ? "wbx" : "wb");
   write_failed_ = false;
   return file_ != nullptr;
 }

@@ -23,7 +23,8 @@ class OutputStream : public IOutputStream {
 
   // Opens `path` for binary writing, truncating it; returns true when it opened, and from then
   // on writes go to the file. On failure the stream stays in memory mode.
-  bool OpenFile(const std::string& path);
+  // With `exclusive`, fails (EEXIST) when `path` exists instead of truncating it.
+  bool OpenFile(const std::string& path, bool exclusive = false);
   // Closes an open file and starts again on a fresh, empty in-memory buffer.
   void OpenMemory();
   // Flushes the file's buffers and asks the system to put the data on disk (fsync); returns

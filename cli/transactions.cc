@@ -1,40 +1,17 @@
-// The everyday commands over a book: reading accounts, transactions, categories, currencies and
-// rates, and adding, editing and deleting transactions. All reads and changes go through the
-// database's collections, as the desktop views do.
+// The transactions of a period, and adding, editing and deleting transactions.
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <cwctype>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
 
-#include "cli/cli_util.h"
-#include "cli/commands.h"
-#include "collections/book.h"
-#include "core/records/currency.h"
 #include "core/records/scheduled_transaction.h"
+
+#include "cli/book_session.h"
 #include "platform/unicode.h"
-#include "resources/new_database.h"
 
 namespace vemra::cli {
 namespace {
-
-constexpr std::string_view kNewUsage =
-    "usage: kestrum-cli new FILE [--lang en|ru]\n"
-    "\n"
-    "Makes a new database FILE from the built-in template of the language (default en): the\n"
-    "world's main currencies, an account, a category tree and a few payees, the current month\n"
-    "as period. FILE must not exist yet.\n";
-
-constexpr std::string_view kAccountsUsage =
-    "usage: kestrum-cli accounts FILE [--json]\n"
-    "\n"
-    "Shows the account list: the overall balance in the default currency, the accounts without\n"
-    "group, then each group with its balance in the group's currency and its accounts. A\n"
-    "balance counts the opening balance and the cleared transactions up to today.\n";
 
 constexpr std::string_view kTransactionsUsage =
     "usage: kestrum-cli transactions FILE [--from DATE --to DATE | --period PERIOD]\n"
@@ -48,23 +25,6 @@ constexpr std::string_view kTransactionsUsage =
     "PERIOD is day, week (Monday to Sunday), month (default), quarter, year or all, each the\n"
     "one containing today; DATE is YYYY-MM-DD. Amounts are in CODE (default: the default\n"
     "currency); --account (repeatable) restricts the list to those accounts.\n";
-
-constexpr std::string_view kCategoriesUsage =
-    "usage: kestrum-cli categories FILE [--payees] [--json]\n"
-    "\n"
-    "Shows the category tree, or with --payees the payee tree.\n";
-
-constexpr std::string_view kCurrenciesUsage =
-    "usage: kestrum-cli currencies FILE [--json]\n"
-    "\n"
-    "Lists the currencies, enabled ones first, with code, symbol, decimals, name and the rate\n"
-    "into the default currency (marked '*').\n";
-
-constexpr std::string_view kRateUsage =
-    "usage: kestrum-cli rate FILE FROM TO [RATE] [--json]\n"
-    "\n"
-    "Shows the exchange rate between the currencies with the codes FROM and TO (the price of\n"
-    "one FROM in TO), or sets it to RATE, dated today.\n";
 
 constexpr std::string_view kAddUsage =
     "usage: kestrum-cli add FILE (--expense | --income | --transfer) --amount X --account A\n"
@@ -89,274 +49,6 @@ constexpr std::string_view kDeleteUsage =
     "usage: kestrum-cli delete FILE ID\n"
     "\n"
     "Deletes the transaction (or scheduled transaction) ID.\n";
-
-// ---- Opening and naming ----
-
-// Opens the book at `path` for the commands: loaded, no user logged in, due schedules entered.
-// Returns the exit status (0, or 1 with the reason on `err`).
-int OpenBook(const std::string& path, Book& db, std::ostream& err) {
-  uint32_t format = 0;
-  if (int status = OpenForCommand(path, db, format, err); status != kExitOK) return status;
-  db.SetCurrentUser(0);
-  // Damage in the header is shown, never silently replaced by a fallback.
-  for (const std::string& d : HeaderDamage(db)) {
-    err << "kestrum-cli: warning: " << path << ": " << d << "\n";
-  }
-  const uint64_t shown = db.Currencies().GetDefaultCurrencyID();
-  if (shown != 0 && shown != db.UserSettings.DefaultCurrencyID) {
-    err << "kestrum-cli: warning: " << path << ": amounts are shown in "
-        << db.Currencies().GetCurrency(shown).GetCode() << " instead\n";
-  }
-  return kExitOK;
-}
-
-// The words one book command takes.
-struct Shape {
-  std::string_view usage;
-  std::vector<std::string_view> valued;  // options with a value
-  std::vector<std::string_view> flags;   // options without
-  size_t min_words = 1;                  // positional words, FILE first
-  size_t max_words = 1;
-  std::string_view wrong_count;  // the usage problem when the count of words is wrong
-};
-
-constexpr int kGoOn = -1;
-
-// Shows the help when asked, parses `args` into `p` as `shape` says and opens FILE into `db`.
-// Returns kGoOn, or the exit status the command ends with (usage or failure reported).
-int Begin(const Args& args, const Shape& shape, Parsed& p, Book& db, std::ostream& out,
-          std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, shape.usage);
-  std::string problem;
-  if (!Parse(args, shape.valued, shape.flags, p, problem)) {
-    return Usage(err, shape.usage, problem);
-  }
-  if (p.positional.size() < shape.min_words || p.positional.size() > shape.max_words) {
-    return Usage(err, shape.usage, shape.wrong_count);
-  }
-  int status = OpenBook(p.positional[0], db, err);
-  return status == kExitOK ? kGoOn : status;
-}
-
-std::string Text(Book& db, uint64_t id) {
-  std::wstring text;
-  db.GetString(id, text);
-  return TextToUtf8(text);
-}
-
-// The count of characters (code points) of UTF-8 text.
-size_t Characters(const std::string& s) {
-  size_t chars = 0;
-  for (unsigned char c : s) chars += (c & 0xC0) != 0x80;
-  return chars;
-}
-
-// `s` (UTF-8) padded on the right to `width` characters; longer text stays whole.
-std::string Pad(const std::string& s, size_t width) {
-  size_t chars = Characters(s);
-  return chars >= width ? s : s + std::string(width - chars, ' ');
-}
-
-// `s` padded on the left to `width` characters.
-std::string PadLeft(const std::string& s, size_t width) {
-  size_t chars = Characters(s);
-  return chars >= width ? s : std::string(width - chars, ' ') + s;
-}
-
-// `s` cut with "…" or padded to exactly `width` characters.
-std::string Fit(const std::string& s, size_t width) {
-  if (width == 0 || Characters(s) <= width) return Pad(s, width);
-  std::string cut;
-  size_t chars = 0;
-  for (unsigned char c : s) {
-    if ((c & 0xC0) != 0x80 && ++chars == width) break;
-    cut += static_cast<char>(c);
-  }
-  return cut + "\u2026";
-}
-
-// `s` with every character in upper case, for comparing names without letter case.
-std::wstring Folded(std::wstring s) {
-  for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
-  return s;
-}
-
-// How amounts of one currency are written.
-struct Money {
-  std::string code;
-  std::string symbol;
-  int decimals = 2;
-  bool symbol_after = false;
-
-  // `v` rounded to the currency's decimals, as JSON wants it.
-  double Round(double v) const {
-    double scale = std::pow(10.0, decimals);
-    double r = std::round(v * scale) / scale;
-    return r == 0 ? 0.0 : r;  // no "-0"
-  }
-  // "$1,234.50", "-$3.00", "1,234.50 ₽".
-  std::string Format(double v) const {
-    if (!std::isfinite(v)) return "NaN";
-    std::string digits = FormatAmount(std::fabs(Round(v)), decimals);
-    size_t point = digits.find('.');
-    size_t integer = point == std::string::npos ? digits.size() : point;
-    std::string grouped;
-    for (size_t i = 0; i < integer; ++i) {
-      if (i > 0 && (integer - i) % 3 == 0) grouped += ',';
-      grouped += digits[i];
-    }
-    grouped += digits.substr(integer);
-    std::string sign = Round(v) < 0 ? "-" : "";
-    if (symbol.empty()) return sign + grouped + (code.empty() ? "" : " " + code);
-    return symbol_after ? sign + grouped + " " + symbol : sign + symbol + grouped;
-  }
-};
-
-Money MoneyOf(Book& db, uint64_t currency_id) {
-  Money m;
-  TCurrency c = db.Currencies().GetCurrency(currency_id);
-  if (c.Header.ID == 0) return m;
-  m.code = c.GetCode();
-  m.symbol = TextToUtf8(c.Symbol);
-  m.decimals = std::min<int>(c.Data.Decimals, 9);
-  m.symbol_after = c.Data.AlignRight != 0;
-  return m;
-}
-
-// The currency with letter code `code` (compared without case); 0 when none.
-uint64_t CurrencyByCode(Book& db, const std::string& code) {
-  auto upper = [](std::string s) {
-    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-  };
-  for (const TCurrency& c : db.Currencies().GetAllCurrencies()) {
-    if (upper(c.GetCode()) == upper(code)) return c.Header.ID;
-  }
-  return 0;
-}
-
-// Finds the account named or numbered `key`: an exact ID, else the one account with that name
-// (compared exactly, then without case). Sets `problem` and returns 0 when none or several.
-uint64_t FindAccount(Book& db, const std::string& key, std::string& problem) {
-  uint64_t id = 0;
-  if (ParseCount(key, id) && db.Accounts().GetAccount(id).Header.ID == id && id != 0) return id;
-  std::wstring wanted;
-  if (!Utf8ToWide(key, wanted)) wanted.clear();
-  std::vector<uint64_t> exact, loose;
-  for (const auto& [aid, e] : db.GetTable(0)) {
-    if (e->Header.Type != etAccount || db.Accounts().IsHidden(aid)) continue;
-    std::wstring name;
-    db.GetString(static_cast<const TAccount&>(*e).Data.NameID, name);
-    if (name == wanted) exact.push_back(aid);
-    if (Folded(name) == Folded(wanted)) loose.push_back(aid);
-  }
-  const std::vector<uint64_t>& found = exact.empty() ? loose : exact;
-  if (found.size() == 1) return found[0];
-  problem = found.empty() ? "no account '" + key + "' (kestrum-cli accounts FILE lists them)"
-                          : "several accounts are named '" + key + "'; give its ID";
-  return 0;
-}
-
-// "Food / Groceries" for a category; empty for none.
-std::string CategoryPath(Book& db, uint64_t id) {
-  std::string path;
-  for (int steps = 0; id > kLastFixedRoot && steps < 64; ++steps) {
-    const TBaseEntry* e = db.FindEntry(id, 0);
-    if (e == nullptr || e->Header.Type != etCategory) break;
-    const auto& c = static_cast<const TCategory&>(*e);
-    std::string name = Text(db, c.Data.NameID);
-    path = path.empty() ? name : name + " / " + path;
-    id = c.Data.RootID;
-  }
-  return path;
-}
-
-std::string AccountName(Book& db, uint64_t id) {
-  if (id == 0) return "";
-  const TBaseEntry* e = db.FindEntry(id, 0);
-  if (e == nullptr || e->Header.Type != etAccount) return "#" + std::to_string(id);
-  return Text(db, static_cast<const TAccount&>(*e).Data.NameID);
-}
-
-const char* KindName(int32_t kind) {
-  return kind == 0 ? "expense" : kind == 1 ? "income" : "transfer";
-}
-
-// ---- accounts ----
-
-int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kAccountsUsage, {}, {"--json"}, 1, 1, "accounts takes one FILE"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-
-  const uint64_t home = db.Currencies().GetDefaultCurrencyID();
-  const Money home_money = MoneyOf(db, home);
-  NodeList tree = db.Accounts().GetAccountsTree();
-  auto in = [&](const TAccount& a, uint64_t currency) {
-    return a.Balance * db.GetExRate(a.Data.CurrencyID, currency);
-  };
-  auto account_json = [&](const TAccount& a) {
-    Money m = MoneyOf(db, a.Data.CurrencyID);
-    Json j;
-    j["id"] = a.Header.ID;
-    j["name"] = Text(db, a.Data.NameID);
-    j["currency"] = m.code;
-    j["balance"] = m.Round(a.Balance);
-    return j;
-  };
-
-  double overall = 0;
-  Json ungrouped = Json::array(), groups = Json::array();
-  std::string text;
-  for (const auto& node : tree) {
-    if (node->Type == NodeType::Account) {
-      const TAccount& a = *node->Account;
-      overall += in(a, home);
-      ungrouped.push_back(account_json(a));
-      Money m = MoneyOf(db, a.Data.CurrencyID);
-      text +=
-          "  " + Pad(Text(db, a.Data.NameID), 32) + " " + PadLeft(m.Format(a.Balance), 18) + "\n";
-      continue;
-    }
-    const TAccGroup& g = *node->Group;
-    uint64_t currency = g.Data.CurrencyID != 0 ? g.Data.CurrencyID : home;
-    Money gm = MoneyOf(db, currency);
-    double total = 0;
-    Json members = Json::array();
-    std::string lines;
-    for (const auto& child : node->Children) {
-      const TAccount& a = *child->Account;
-      total += in(a, currency);
-      overall += in(a, home);
-      members.push_back(account_json(a));
-      lines += "    " + Pad(Text(db, a.Data.NameID), 30) + " " +
-               PadLeft(MoneyOf(db, a.Data.CurrencyID).Format(a.Balance), 18) + "\n";
-    }
-    Json j;
-    j["id"] = g.Header.ID;
-    j["name"] = Text(db, g.Data.NameID);
-    j["currency"] = gm.code;
-    j["balance"] = gm.Round(total);
-    j["accounts"] = std::move(members);
-    groups.push_back(std::move(j));
-    text += Pad(Text(db, g.Data.NameID), 34) + " " + PadLeft(gm.Format(total), 18) + "\n" + lines;
-  }
-  if (p.Has("--json")) {
-    Json j;
-    j["currency"] = home_money.code;
-    j["balance"] = home_money.Round(overall);
-    j["accounts"] = std::move(ungrouped);
-    j["groups"] = std::move(groups);
-    WriteJsonLine(out, j);
-    return kExitOK;
-  }
-  out << Pad("Balance (" + home_money.code + ")", 34) << " "
-      << PadLeft(home_money.Format(overall), 18) << "\n"
-      << text;
-  return kExitOK;
-}
 
 // ---- transactions ----
 
@@ -554,182 +246,6 @@ class TreePrinter {
   bool by_days_;
   int group_by_;
 };
-
-int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kTransactionsUsage,
-                    {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
-                    {"--json"},
-                    1,
-                    1,
-                    "transactions takes one FILE"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-  std::string problem;
-  static const std::map<std::string, std::pair<bool, int>> kGroupings = {
-      {"date", {true, GroupBy::None}},          {"kind", {false, GroupBy::None}},
-      {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
-      {"split", {true, GroupBy::Split}},
-  };
-  const std::string group_by = p.Has("--group-by") ? *p.Last("--group-by") : "date";
-  auto grouping = kGroupings.find(group_by);
-  if (grouping == kGroupings.end()) {
-    return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
-  }
-  if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
-  uint64_t currency = db.Currencies().GetDefaultCurrencyID();
-  if (const std::string* code = p.Last("--currency")) {
-    currency = CurrencyByCode(db, *code);
-    if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
-  }
-  std::set<uint64_t> accounts;
-  if (p.Has("--account")) {
-    for (const std::string& key : p.options.at("--account")) {
-      uint64_t id = FindAccount(db, key, problem);
-      if (id == 0) return Refuse(err, problem);
-      accounts.insert(id);
-    }
-  }
-
-  NodeList tree = db.Transactions().GetTransactionsTree(
-      grouping->second.first, grouping->second.second, currency, accounts);
-  Money money = MoneyOf(db, currency);
-  TreePrinter printer(db, money, grouping->second.first, grouping->second.second);
-  if (p.Has("--json")) {
-    Json j;
-    j["from"] = FormatDate(db.Period.BeginDate);
-    j["to"] = FormatDate(db.Period.EndDate);
-    j["currency"] = money.code;
-    j["group_by"] = group_by;
-    j["nodes"] = printer.ToJson(tree);
-    WriteJsonLine(out, j);
-    return kExitOK;
-  }
-  std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
-                     FormatDate(db.Period.EndDate) + " in " + money.code +
-                     (accounts.empty() ? ", all accounts" : "") + "\n";
-  printer.Write(tree, 0, text);
-  out << text;
-  return kExitOK;
-}
-
-// ---- categories, currencies, rate ----
-
-int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kCategoriesUsage,           {}, {"--json", "--payees"}, 1, 1,
-                    "categories takes one FILE"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-  NodeList tree = db.Categories().GetCategoriesTree(p.Has("--payees") ? kPayeeRoot : kCategoryRoot);
-  std::function<Json(const NodeList&)> to_json = [&](const NodeList& nodes) {
-    Json list = Json::array();
-    for (const auto& n : nodes) {
-      Json j;
-      j["id"] = n->Category->Header.ID;
-      j["name"] = Text(db, n->Category->Data.NameID);
-      j["children"] = to_json(n->Children);
-      list.push_back(std::move(j));
-    }
-    return list;
-  };
-  std::function<void(const NodeList&, int, std::string&)> write =
-      [&](const NodeList& nodes, int depth, std::string& text) {
-        for (const auto& n : nodes) {
-          text += std::string(2 * depth, ' ') + Text(db, n->Category->Data.NameID) + "\n";
-          write(n->Children, depth + 1, text);
-        }
-      };
-  if (p.Has("--json")) {
-    WriteJsonLine(out, to_json(tree));
-    return kExitOK;
-  }
-  std::string text;
-  write(tree, 0, text);
-  out << text;
-  return kExitOK;
-}
-
-int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kCurrenciesUsage, {}, {"--json"}, 1, 1, "currencies takes one FILE"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-  ICurrencies& currencies = db.Currencies();
-  const uint64_t home = currencies.GetDefaultCurrencyID();
-  Json list = Json::array();
-  std::string text;
-  for (const TCurrency& c : currencies.GetAllCurrencies()) {
-    double rate = currencies.GetExchangeRate(c.Header.ID, home);
-    Json j;
-    j["id"] = c.Header.ID;
-    j["code"] = c.GetCode();
-    j["symbol"] = TextToUtf8(c.Symbol);
-    j["name"] = TextToUtf8(c.Name);
-    j["decimals"] = c.Data.Decimals;
-    j["enabled"] = c.Data.Enabled != 0;
-    j["default"] = c.Header.ID == home;
-    j["rate"] = rate;
-    list.push_back(std::move(j));
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%.6g", rate);
-    text += std::string(c.Header.ID == home ? "* " : "  ") + Pad(c.GetCode(), 4) +
-            Pad(TextToUtf8(c.Symbol), 5) + std::to_string(c.Data.Decimals) + "  " +
-            Pad(TextToUtf8(c.Name), 28) + PadLeft(buf, 12) +
-            (c.Data.Enabled != 0 ? "" : "  (disabled)") + "\n";
-  }
-  if (p.Has("--json")) {
-    WriteJsonLine(out, list);
-    return kExitOK;
-  }
-  out << text;
-  return kExitOK;
-}
-
-int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kRateUsage, {}, {"--json"},
-                    3,          4,  "rate takes FILE, FROM, TO and an optional RATE"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-  double rate = 0;
-  if (p.positional.size() == 4 && (!ParseNumber(p.positional[3], rate) || !(rate > 0))) {
-    return Usage(err, kRateUsage, "bad rate '" + p.positional[3] + "': give a number above 0");
-  }
-  const std::string& file = p.positional[0];
-  uint64_t from = CurrencyByCode(db, p.positional[1]);
-  uint64_t to = CurrencyByCode(db, p.positional[2]);
-  for (size_t i : {1, 2}) {
-    if ((i == 1 ? from : to) == 0) {
-      return Refuse(err, "no currency with the code '" + p.positional[i] + "'");
-    }
-  }
-  if (p.positional.size() == 4) {
-    if (from == to) return Refuse(err, "a currency has no rate to itself");
-    if (!db.Currencies().SetExchangeRate(from, to, rate)) {
-      return Refuse(err, "the database is read-only");
-    }
-    if (int status = SaveTo(db, file, err); status != kExitOK) return status;
-  }
-  rate = db.Currencies().GetExchangeRate(from, to);
-  std::string a = MoneyOf(db, from).code, b = MoneyOf(db, to).code;
-  if (p.Has("--json")) {
-    Json j;
-    j["from"] = a;
-    j["to"] = b;
-    j["rate"] = rate;
-    WriteJsonLine(out, j);
-    return kExitOK;
-  }
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.10g", rate);
-  out << "1 " << a << " = " << buf << " " << b << "\n";
-  return kExitOK;
-}
 
 // ---- add, edit, delete ----
 
@@ -984,9 +500,9 @@ bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::
 }
 
 // Saves the book and reports transaction `id` as stored, as JSON or as "VERB <line>".
-int SaveAndReport(Book& db, const std::string& file, uint64_t id, const char* verb, bool json,
+int SaveAndReport(Book& db, Session& session, uint64_t id, const char* verb, bool json,
                   std::ostream& out, std::ostream& err) {
-  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  if (int status = session.Save(err); status != kExitOK) return status;
   TTransaction t = db.Transactions().GetTransaction(id);
   if (json) {
     WriteJsonLine(out, TransactionJson(db, t));
@@ -1004,36 +520,90 @@ bool FindTransaction(Book& db, const std::string& word, TTransaction& t) {
   return t.Header.ID == id;
 }
 
+}  // namespace
+
+int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{kTransactionsUsage,
+                    {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
+                    {"--json"},
+                    1,
+                    1,
+                    "transactions takes one FILE"};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session&) -> int {
+  std::string problem;
+  static const std::map<std::string, std::pair<bool, int>> kGroupings = {
+      {"date", {true, GroupBy::None}},          {"kind", {false, GroupBy::None}},
+      {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
+      {"split", {true, GroupBy::Split}},
+  };
+  const std::string group_by = p.Has("--group-by") ? *p.Last("--group-by") : "date";
+  auto grouping = kGroupings.find(group_by);
+  if (grouping == kGroupings.end()) {
+    return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
+  }
+  if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
+  uint64_t currency = db.Currencies().GetDefaultCurrencyID();
+  if (const std::string* code = p.Last("--currency")) {
+    currency = CurrencyByCode(db, *code);
+    if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
+  }
+  std::set<uint64_t> accounts;
+  if (p.Has("--account")) {
+    for (const std::string& key : p.options.at("--account")) {
+      uint64_t id = FindAccount(db, key, problem);
+      if (id == 0) return Refuse(err, problem);
+      accounts.insert(id);
+    }
+  }
+
+  NodeList tree = db.Transactions().GetTransactionsTree(
+      grouping->second.first, grouping->second.second, currency, accounts);
+  Money money = MoneyOf(db, currency);
+  TreePrinter printer(db, money, grouping->second.first, grouping->second.second);
+  if (p.Has("--json")) {
+    Json j;
+    j["from"] = FormatDate(db.Period.BeginDate);
+    j["to"] = FormatDate(db.Period.EndDate);
+    j["currency"] = money.code;
+    j["group_by"] = group_by;
+    j["nodes"] = printer.ToJson(tree);
+    WriteJsonLine(out, j);
+    return kExitOK;
+  }
+  std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
+                     FormatDate(db.Period.EndDate) + " in " + money.code +
+                     (accounts.empty() ? ", all accounts" : "") + "\n";
+  printer.Write(tree, 0, text);
+  out << text;
+  return kExitOK;
+  });
+}
+
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kAddUsage, kTransactionOptions, kTransactionFlags, 1, 1, "add takes one FILE"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-  const std::string& file = p.positional[0];
+  const Shape shape{kAddUsage,        kTransactionOptions, kTransactionFlags, 1, 1,
+                    "add takes one FILE", AlwaysChanges};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
   std::string problem;
   TTransaction t;
   t.Data.Cleared = 1;
   if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
   t.Header.ID = db.Transactions().AddTransaction(t, TSchedule());
   if (t.Header.ID == 0) return Refuse(err, "the transaction is read-only for this database");
-  return SaveAndReport(db, file, t.Header.ID, "added", p.Has("--json"), out, err);
+  return SaveAndReport(db, session, t.Header.ID, "added", p.Has("--json"), out, err);
+  });
 }
 
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
   const Shape shape{kEditUsage,
                     kTransactionOptions,
                     kTransactionFlags,
                     2,
                     2,
-                    "edit takes FILE and a transaction ID"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
+                    "edit takes FILE and a transaction ID",
+                    AlwaysChanges};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
   uint64_t id = 0;
   if (!ParseCount(p.positional[1], id)) return Usage(err, kEditUsage, shape.wrong_count);
-  const std::string& file = p.positional[0];
   std::string problem;
   TTransaction t;
   if (!FindTransaction(db, p.positional[1], t)) {
@@ -1048,16 +618,14 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (db.Transactions().UpdateTransaction(t, schedule) == 0) {
     return Refuse(err, "transaction " + p.positional[1] + " is read-only");
   }
-  return SaveAndReport(db, file, id, "changed", p.Has("--json"), out, err);
+  return SaveAndReport(db, session, id, "changed", p.Has("--json"), out, err);
+  });
 }
 
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID"};
-  if (int status = Begin(args, shape, p, db, out, err); status != kGoOn) return status;
-  const std::string& file = p.positional[0];
+  const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID",
+                    AlwaysChanges};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
   TTransaction t;
   if (!FindTransaction(db, p.positional[1], t)) {
     return Refuse(err, "no transaction " + p.positional[1]);
@@ -1065,55 +633,10 @@ int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (!db.Transactions().DeleteTransaction(t.Header.ID)) {
     return Refuse(err, "transaction " + p.positional[1] + " is read-only");
   }
-  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
+  if (int status = session.Save(err); status != kExitOK) return status;
   out << "deleted " << Describe(db, t) << "\n";
   return kExitOK;
-}
-
-// ---- new ----
-
-int NewCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  if (WantsHelp(args)) return Help(out, kNewUsage);
-  Parsed p;
-  std::string problem;
-  if (!Parse(args, {"--lang"}, {}, p, problem)) return Usage(err, kNewUsage, problem);
-  if (p.positional.size() != 1) return Usage(err, kNewUsage, "new takes one FILE");
-  const std::string lang = p.Has("--lang") ? *p.Last("--lang") : "en";
-  if (lang != "en" && lang != "ru") return Usage(err, kNewUsage, "--lang is en or ru");
-  const std::string& file = p.positional[0];
-  std::error_code ec;
-  if (std::filesystem::exists(file, ec) || ec) {
-    return Refuse(err, file + ": already exists; a new database needs a new file name");
-  }
-  auto owned = MakeBook<Book>();
-  Book& db = *owned;
-  NewDatabase(db, lang);
-  if (int status = SaveTo(db, file, err); status != kExitOK) return status;
-  out << file << ": new database, default currency "
-      << MoneyOf(db, db.Currencies().GetDefaultCurrencyID()).code << ", account "
-      << AccountName(db, db.UserSettings.DefaultAccountID) << "\n";
-  return kExitOK;
-}
-
-}  // namespace
-
-int BookCommand(std::string_view name, const Args& args, std::ostream& out, std::ostream& err,
-                bool& known) {
-  using Command = int (*)(const Args&, std::ostream&, std::ostream&);
-  static const std::map<std::string_view, Command> kCommands = {
-      {"new", NewCommand},
-      {"accounts", AccountsCommand},
-      {"transactions", TransactionsCommand},
-      {"categories", CategoriesCommand},
-      {"currencies", CurrenciesCommand},
-      {"rate", RateCommand},
-      {"add", AddCommand},
-      {"edit", EditCommand},
-      {"delete", DeleteCommand},
-  };
-  auto it = kCommands.find(name);
-  known = it != kCommands.end();
-  return known ? it->second(args, out, err) : kExitUsage;
+  });
 }
 
 }  // namespace vemra::cli

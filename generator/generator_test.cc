@@ -1,4 +1,4 @@
-#include "cli/generator.h"
+#include "generator/generator.h"
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,11 @@
 #include "core/records/tagged_entry.h"
 #include "core/records/transaction.h"
 
-namespace vemra::cli {
+namespace vemra {
 namespace {
+
+using cli::testing::ReadBytes;
+using cli::testing::ScratchDir;
 
 constexpr ADate kToday(20000);
 constexpr uint64_t kNoonStamp = (uint64_t{20000} * 86400 + 12 * 3600) * 10000;
@@ -30,12 +33,12 @@ std::vector<const T*> All(const DataBase& db, uint32_t table) {
 }
 
 TEST(GeneratorTest, SameSeedAndDayGiveTheSameFile) {
-  testing::ScratchDir dir;
+  ScratchDir dir;
   auto make = [&](uint64_t seed, ADate today, const std::string& name) {
     DataBase db;
     GenerateBook(db, 1500, seed, today);
     EXPECT_EQ(db.SaveFile(dir.Path(name)), 0);
-    return testing::ReadBytes(dir.Path(name));
+    return ReadBytes(dir.Path(name));
   };
   std::vector<uint8_t> first = make(5, kToday, "a");
   EXPECT_EQ(make(5, kToday, "b"), first);
@@ -154,4 +157,4 @@ TEST(GeneratorTest, BookHoldsEverythingItPromises) {
 }
 
 }  // namespace
-}  // namespace vemra::cli
+}  // namespace vemra

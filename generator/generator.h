@@ -7,7 +7,7 @@
 #include "core/database/database.h"
 #include "core/records/dates.h"
 
-namespace vemra::cli {
+namespace vemra {
 
 // Fills the empty database `db` with a book whose last day is `today` and loads it (Loaded set,
 // no user, a fresh DatabaseID, the default captions of the custom fields):
@@ -25,4 +25,4 @@ namespace vemra::cli {
 // undo history. A million transactions take a few seconds in an optimised build.
 void GenerateBook(DataBase& db, uint64_t transactions, uint64_t seed, ADate today = TodayADate());
 
-}  // namespace vemra::cli
+}  // namespace vemra

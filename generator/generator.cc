@@ -1,4 +1,4 @@
-#include "cli/generator.h"
+#include "generator/generator.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +18,7 @@
 #include "core/records/transaction.h"
 #include "platform/clock.h"
 
-namespace vemra::cli {
+namespace vemra {
 namespace {
 
 constexpr uint64_t kCategoryRoot = 4;
@@ -810,4 +810,4 @@ void GenerateBook(DataBase& db, uint64_t transactions, uint64_t seed, ADate toda
   Generator(db, seed, today).Run(transactions);
 }
 
-}  // namespace vemra::cli
+}  // namespace vemra

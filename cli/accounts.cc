@@ -1,0 +1,180 @@
+// The account list, the currencies and exchange rates.
+#include <cstdio>
+
+#include "cli/book_session.h"
+
+namespace vemra::cli {
+namespace {
+
+constexpr std::string_view kAccountsUsage =
+    "usage: kestrum-cli accounts FILE [--json]\n"
+    "\n"
+    "Shows the account list: the overall balance in the default currency, the accounts without\n"
+    "group, then each group with its balance in the group's currency and its accounts. A\n"
+    "balance counts the opening balance and the cleared transactions up to today.\n";
+
+constexpr std::string_view kCurrenciesUsage =
+    "usage: kestrum-cli currencies FILE [--json]\n"
+    "\n"
+    "Lists the currencies, enabled ones first, with code, symbol, decimals, name and the rate\n"
+    "into the default currency (marked '*').\n";
+
+constexpr std::string_view kRateUsage =
+    "usage: kestrum-cli rate FILE FROM TO [RATE] [--json]\n"
+    "\n"
+    "Shows the exchange rate between the currencies with the codes FROM and TO (the price of\n"
+    "one FROM in TO), or sets it to RATE, dated today.\n";
+
+}  // namespace
+
+int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{kAccountsUsage, {}, {"--json"}, 1, 1, "accounts takes one FILE"};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session&) -> int {
+    const uint64_t home = db.Currencies().GetDefaultCurrencyID();
+    const Money home_money = MoneyOf(db, home);
+    NodeList tree = db.Accounts().GetAccountsTree();
+    auto in = [&](const TAccount& a, uint64_t currency) {
+      return a.Balance * db.GetExRate(a.Data.CurrencyID, currency);
+    };
+    auto account_json = [&](const TAccount& a) {
+      Money m = MoneyOf(db, a.Data.CurrencyID);
+      Json j;
+      j["id"] = a.Header.ID;
+      j["name"] = Text(db, a.Data.NameID);
+      j["currency"] = m.code;
+      j["balance"] = m.Round(a.Balance);
+      return j;
+    };
+
+    double overall = 0;
+    Json ungrouped = Json::array(), groups = Json::array();
+    std::string text;
+    for (const auto& node : tree) {
+      if (node->Type == NodeType::Account) {
+        const TAccount& a = *node->Account;
+        overall += in(a, home);
+        ungrouped.push_back(account_json(a));
+        Money m = MoneyOf(db, a.Data.CurrencyID);
+        text +=
+            "  " + Pad(Text(db, a.Data.NameID), 32) + " " + PadLeft(m.Format(a.Balance), 18) + "\n";
+        continue;
+      }
+      const TAccGroup& g = *node->Group;
+      uint64_t currency = g.Data.CurrencyID != 0 ? g.Data.CurrencyID : home;
+      Money gm = MoneyOf(db, currency);
+      double total = 0;
+      Json members = Json::array();
+      std::string lines;
+      for (const auto& child : node->Children) {
+        const TAccount& a = *child->Account;
+        total += in(a, currency);
+        overall += in(a, home);
+        members.push_back(account_json(a));
+        lines += "    " + Pad(Text(db, a.Data.NameID), 30) + " " +
+                 PadLeft(MoneyOf(db, a.Data.CurrencyID).Format(a.Balance), 18) + "\n";
+      }
+      Json j;
+      j["id"] = g.Header.ID;
+      j["name"] = Text(db, g.Data.NameID);
+      j["currency"] = gm.code;
+      j["balance"] = gm.Round(total);
+      j["accounts"] = std::move(members);
+      groups.push_back(std::move(j));
+      text += Pad(Text(db, g.Data.NameID), 34) + " " + PadLeft(gm.Format(total), 18) + "\n" + lines;
+    }
+    if (p.Has("--json")) {
+      Json j;
+      j["currency"] = home_money.code;
+      j["balance"] = home_money.Round(overall);
+      j["accounts"] = std::move(ungrouped);
+      j["groups"] = std::move(groups);
+      WriteJsonLine(out, j);
+      return kExitOK;
+    }
+    out << Pad("Balance (" + home_money.code + ")", 34) << " "
+        << PadLeft(home_money.Format(overall), 18) << "\n"
+        << text;
+    return kExitOK;
+  });
+}
+
+int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{kCurrenciesUsage, {}, {"--json"}, 1, 1, "currencies takes one FILE"};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session&) -> int {
+    ICurrencies& currencies = db.Currencies();
+    const uint64_t home = currencies.GetDefaultCurrencyID();
+    Json list = Json::array();
+    std::string text;
+    for (const TCurrency& c : currencies.GetAllCurrencies()) {
+      double rate = currencies.GetExchangeRate(c.Header.ID, home);
+      Json j;
+      j["id"] = c.Header.ID;
+      j["code"] = c.GetCode();
+      j["symbol"] = TextToUtf8(c.Symbol);
+      j["name"] = TextToUtf8(c.Name);
+      j["decimals"] = c.Data.Decimals;
+      j["enabled"] = c.Data.Enabled != 0;
+      j["default"] = c.Header.ID == home;
+      j["rate"] = rate;
+      list.push_back(std::move(j));
+      char buf[32];
+      std::snprintf(buf, sizeof buf, "%.6g", rate);
+      text += std::string(c.Header.ID == home ? "* " : "  ") + Pad(c.GetCode(), 4) +
+              Pad(TextToUtf8(c.Symbol), 5) + std::to_string(c.Data.Decimals) + "  " +
+              Pad(TextToUtf8(c.Name), 28) + PadLeft(buf, 12) +
+              (c.Data.Enabled != 0 ? "" : "  (disabled)") + "\n";
+    }
+    if (p.Has("--json")) {
+      WriteJsonLine(out, list);
+      return kExitOK;
+    }
+    out << text;
+    return kExitOK;
+  });
+}
+
+int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{kRateUsage,
+                    {},
+                    {"--json"},
+                    3,
+                    4,
+                    "rate takes FILE, FROM, TO and an optional RATE",
+                    [](const Parsed& given) { return given.positional.size() == 4; }};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
+    double rate = 0;
+    if (p.positional.size() == 4 && (!ParseNumber(p.positional[3], rate) || !(rate > 0))) {
+      return Usage(err, kRateUsage, "bad rate '" + p.positional[3] + "': give a number above 0");
+    }
+    uint64_t from = CurrencyByCode(db, p.positional[1]);
+    uint64_t to = CurrencyByCode(db, p.positional[2]);
+    for (size_t i : {1, 2}) {
+      if ((i == 1 ? from : to) == 0) {
+        return Refuse(err, "no currency with the code '" + p.positional[i] + "'");
+      }
+    }
+    if (p.positional.size() == 4) {
+      if (from == to) return Refuse(err, "a currency has no rate to itself");
+      if (!db.Currencies().SetExchangeRate(from, to, rate)) {
+        return Refuse(err, "the database is read-only");
+      }
+      if (int status = session.Save(err); status != kExitOK) return status;
+    }
+    rate = db.Currencies().GetExchangeRate(from, to);
+    std::string a = MoneyOf(db, from).code, b = MoneyOf(db, to).code;
+    if (p.Has("--json")) {
+      Json j;
+      j["from"] = a;
+      j["to"] = b;
+      j["rate"] = rate;
+      WriteJsonLine(out, j);
+      return kExitOK;
+    }
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.10g", rate);
+    out << "1 " << a << " = " << buf << " " << b << "\n";
+    return kExitOK;
+  });
+}
+
+}  // namespace vemra::cli

@@ -1,0 +1,195 @@
+// The book commands as documents: passwords, the cache folder, restore, read-only books and
+// several writers at once.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/testing/test_files.h"
+#include "core/database/database.h"
+#include "core/records/transaction.h"
+
+namespace vemra::cli {
+namespace {
+
+using testing::Cli;
+using testing::Outcome;
+using testing::ReadBytes;
+using testing::WriteBytes;
+using Json = nlohmann::json;
+
+class DocumentCommandsTest : public ::testing::Test {
+ protected:
+  DocumentCommandsTest() {
+    ::unsetenv("KESTRUM_PASSWORD");
+    Outcome made = Cli({"new", book});
+    EXPECT_EQ(made.status, kExitOK) << made.err;
+  }
+
+  Outcome Add(const std::string& amount, const std::string& file = {}) {
+    return Cli(
+        {"add", file.empty() ? book : file, "--expense", "--amount", amount, "--account", "Main"});
+  }
+
+  // The count of transactions the file holds, read as the file tools read it.
+  size_t Transactions(const std::string& file) {
+    DataBase db;
+    EXPECT_EQ(db.OpenFile(file), kResultOK);
+    size_t n = 0;
+    for (const auto& [id, e] : db.GetTable(1)) n += e->Header.Type == etTransaction;
+    return n;
+  }
+
+  Json Cache() {
+    Outcome o = Cli({"cache", book, "--json"});
+    EXPECT_EQ(o.status, kExitOK) << o.err;
+    return Json::parse(o.out, nullptr, false);
+  }
+
+  testing::ScratchDir dir;
+  std::string book = dir.Path("home.kestrum");
+};
+
+TEST_F(DocumentCommandsTest, AddsLeaveTheirPartsAndBackupAndRestoreBringsTheBookBack) {
+  // Reading writes nothing, not even the cache folder.
+  ASSERT_EQ(Cli({"accounts", book}).status, kExitOK);
+  Json cache = Cache();
+  EXPECT_FALSE(std::filesystem::exists(cache["folder"].get<std::string>()));
+  EXPECT_TRUE(cache["backup"].is_null());
+  EXPECT_TRUE(cache["parts"].empty());
+
+  for (const char* amount : {"1", "2", "3"}) ASSERT_EQ(Add(amount).status, kExitOK);
+  cache = Cache();
+  ASSERT_EQ(cache["parts"].size(), 3u);
+  ASSERT_TRUE(cache["backup"].is_object());
+  EXPECT_EQ(cache["backup"]["path"].get<std::string>(),
+            cache["folder"].get<std::string>() + "/home.kestrum");
+  EXPECT_EQ(cache["backup"]["modified"].get<std::string>().back(), 'Z');
+  EXPECT_EQ(cache["upload"], cache["folder"].get<std::string>() + ".upload");
+  Outcome text = Cli({"cache", book});
+  EXPECT_NE(text.out.find("part files:    3, newest "), std::string::npos) << text.out;
+
+  // A healthy book is replaced only on request.
+  Outcome refused = Cli({"restore", book});
+  EXPECT_EQ(refused.status, kExitFailed);
+  EXPECT_NE(refused.err.find("--force"), std::string::npos);
+
+  // The record area overwritten: the book commands open the backup with its parts, and say so.
+  std::vector<uint8_t> bytes = ReadBytes(book);
+  for (size_t i = 1100; i < bytes.size(); ++i) bytes[i] = 0;
+  WriteBytes(book, bytes);
+  Outcome shown = Cli({"transactions", book, "--period", "all", "--json"});
+  EXPECT_EQ(shown.status, kExitOK) << shown.err;
+  EXPECT_NE(shown.err.find("warning: " + book + " could not be read; opened its backup copy of "),
+            std::string::npos)
+      << shown.err;
+  EXPECT_NE(shown.err.find("(3 part files merged)"), std::string::npos) << shown.err;
+  EXPECT_EQ(ReadBytes(book), bytes);                                    // reading left it alone
+  EXPECT_EQ(Json::parse(Cli({"cache", book, "--json"}).out), Cache());  // ID from the backup
+
+  Outcome copy = Cli({"restore", book, "-o", dir.Path("copy.kestrum")});
+  EXPECT_EQ(copy.status, kExitOK) << copy.err;
+  EXPECT_EQ(Transactions(dir.Path("copy.kestrum")), 3u);
+  Outcome restored = Cli({"restore", book});
+  EXPECT_EQ(restored.status, kExitOK) << restored.err;
+  EXPECT_NE(restored.out.find("kept as " + book + ".damaged"), std::string::npos);
+  EXPECT_EQ(ReadBytes(book + ".damaged"), bytes);
+  EXPECT_EQ(Transactions(book), 3u);
+
+  // Without a cache there is nothing to restore from.
+  std::filesystem::remove_all(Cache()["folder"].get<std::string>());
+  Outcome none = Cli({"restore", book, "--force"});
+  EXPECT_EQ(none.status, kExitFailed);
+  EXPECT_NE(none.err.find("No backup copy"), std::string::npos);
+  WriteBytes(book, bytes);
+  Outcome damaged = Cli({"accounts", book});
+  EXPECT_EQ(damaged.status, kExitFailed);
+  EXPECT_NE(damaged.err.find("This is not a valid Kestrum data base file."), std::string::npos);
+}
+
+TEST_F(DocumentCommandsTest, AProtectedBookWantsItsPasswordButTheFileToolsDoNot) {
+  {
+    DataBase db;
+    ASSERT_EQ(db.OpenFile(book), kResultOK);
+    const std::u16string password = u"Пароль1";
+    db.Header.PasswordLength = static_cast<uint8_t>(password.size());
+    for (size_t i = 0; i < password.size(); ++i) db.Header.Password[i] = password[i];
+    db.SetDatabaseText(4, L"the usual one");
+    ASSERT_EQ(db.SaveFile(book), kResultOK);
+  }
+  if (!::isatty(STDIN_FILENO)) {
+    Outcome missing = Cli({"accounts", book});
+    EXPECT_EQ(missing.status, kExitFailed);
+    EXPECT_NE(missing.err.find("Invalid password"), std::string::npos);
+  }
+  Outcome wrong = Cli(
+      {"add", book, "--password", "пароль1", "--expense", "--amount", "1", "--account", "Main"});
+  EXPECT_EQ(wrong.status, kExitFailed);
+  EXPECT_NE(wrong.err.find("Invalid password\nHint: the usual one\n"), std::string::npos)
+      << wrong.err;
+  EXPECT_EQ(Transactions(book), 0u);
+  EXPECT_EQ(
+      Cli({"add", book, "--expense", "--password=Пароль1", "--amount", "1", "--account", "Main"})
+          .status,
+      kExitOK);
+  ::setenv("KESTRUM_PASSWORD", "Пароль1", 1);
+  EXPECT_EQ(Cli({"summary", book}).status, kExitOK);
+  ::unsetenv("KESTRUM_PASSWORD");
+  EXPECT_EQ(Cli({"check", book}).status, kExitOK);
+  EXPECT_EQ(Cli({"check", book, "--password", "x"}).status, kExitUsage);
+  EXPECT_EQ(Transactions(book), 1u);
+}
+
+TEST_F(DocumentCommandsTest, ReadOnlyBooksAreReadButNeverReplaced) {
+  ::chmod(book.c_str(), 0444);
+  const std::vector<uint8_t> before = ReadBytes(book);
+  Outcome add = Add("5");
+  EXPECT_EQ(add.status, kExitFailed);
+  EXPECT_NE(add.err.find(book + " is read-only"), std::string::npos) << add.err;
+  EXPECT_EQ(ReadBytes(book), before);
+  EXPECT_EQ(Cli({"accounts", book}).status, kExitOK);
+  EXPECT_TRUE(Cache()["parts"].empty());
+
+  Outcome folder = Cli({"accounts", dir.Path("")});
+  EXPECT_NE(folder.err.find(" is a directory"), std::string::npos) << folder.err;
+  Outcome missing = Cli({"accounts", dir.Path("none.kestrum")});
+  EXPECT_NE(missing.err.find("Can't open file " + dir.Path("none.kestrum") +
+                             ": No such file or directory"),
+            std::string::npos)
+      << missing.err;
+}
+
+TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
+  constexpr int kWriters = 40;
+  std::vector<pid_t> children;
+  for (int i = 0; i < kWriters; ++i) {
+    pid_t child = ::fork();
+    if (child == 0) {
+      Outcome o = Add(std::to_string(i + 1));
+      if (!o.err.empty()) std::fprintf(stderr, "%s", o.err.c_str());
+      ::_exit(o.status == kExitOK && o.err.empty() ? 0 : 1);
+    }
+    children.push_back(child);
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  EXPECT_EQ(Transactions(book), size_t{kWriters});
+  Json cache = Cache();
+  EXPECT_EQ(cache["parts"].size(), size_t{kWriters});
+
+  // No temporary file of any writer is left.
+  for (const auto& e : std::filesystem::recursive_directory_iterator(dir.Path(""))) {
+    EXPECT_NE(e.path().extension(), ".tmp") << e.path();
+  }
+}
+
+}  // namespace
+}  // namespace vemra::cli
