@@ -4,14 +4,17 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 
 #include "core/streams/atomic_file.h"
@@ -141,6 +144,72 @@ class BookLock {
   int error_ = 0;
 };
 
+// Hands the serialised records of a backup copy from the queue to the writer in 4 MB chunks,
+// at most eight in flight: the queue is held only while it serialises, the writer compresses
+// at the same time, and the copy never sits uncompressed in memory as a whole.
+class ChunkPipe : public IOutputStream {
+ public:
+  size_t Write(const void* src, size_t n) override {
+    const auto* bytes = static_cast<const uint8_t*>(src);
+    current_.insert(current_.end(), bytes, bytes + n);
+    position_ += n;
+    if (current_.size() >= kChunk) Push();
+    return n;
+  }
+  int64_t Tell() override { return static_cast<int64_t>(position_); }
+  bool Seek(int64_t) override { return false; }
+
+  // The producer is done; `ok` false when serialising failed (the writer then gives up).
+  void Close(bool ok) {
+    Push();
+    std::lock_guard<std::mutex> lock(mutex_);
+    closed_ = true;
+    ok_ = ok;
+    changed_.notify_all();
+  }
+  // The next chunk; false at the end. `ok` tells whether the producer succeeded.
+  bool Pop(std::vector<uint8_t>& chunk, bool& ok) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return !chunks_.empty() || closed_; });
+    ok = ok_;
+    if (chunks_.empty()) return false;
+    chunk = std::move(chunks_.front());
+    chunks_.pop_front();
+    changed_.notify_all();
+    return true;
+  }
+  // The consumer gives up: what is written from now on is dropped, never waited for.
+  void Abandon() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    abandoned_ = true;
+    chunks_.clear();
+    changed_.notify_all();
+  }
+
+ private:
+  static constexpr size_t kChunk = 4 << 20;
+  static constexpr size_t kInFlight = 8;
+
+  void Push() {
+    if (current_.empty()) return;
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return abandoned_ || chunks_.size() < kInFlight; });
+    if (!abandoned_) chunks_.push_back(std::move(current_));
+    changed_.notify_all();
+    current_ = std::vector<uint8_t>();
+    current_.reserve(kChunk + (64 << 10));
+  }
+
+  std::vector<uint8_t> current_;
+  uint64_t position_ = 0;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::vector<uint8_t>> chunks_;
+  bool closed_ = false;
+  bool ok_ = true;
+  bool abandoned_ = false;
+};
+
 }  // namespace
 
 // One part file waiting for the writer thread: its path and its uncompressed content.
@@ -212,31 +281,43 @@ void Document::New(std::string_view language) {
 }
 
 int Document::readFile(const std::string& path, std::string* reason) {
-  std::vector<uint8_t> bytes;
-  bool read = false;
   struct stat st {};
   int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   int error = fd < 0 ? errno : 0;
   if (fd >= 0 && ::fstat(fd, &st) != 0) error = errno;
   if (error == 0 && S_ISDIR(st.st_mode)) error = EISDIR;
-  if (error == 0) {
-    bytes.resize(static_cast<size_t>(std::max<off_t>(st.st_size, 0)));
-    size_t done = 0;
-    for (;;) {
-      if (done == bytes.size()) bytes.resize(std::max<size_t>(bytes.size() * 2, 4096));
-      ssize_t n = ::read(fd, bytes.data() + done, bytes.size() - done);
+  // The file is mapped rather than copied: a big book opens without a second copy of its bytes.
+  const size_t size = error == 0 ? static_cast<size_t>(std::max<off_t>(st.st_size, 0)) : 0;
+  void* mapped = size > 0 ? ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0) : nullptr;
+  std::vector<uint8_t> bytes;
+  if (error == 0 && size > 0 && mapped == MAP_FAILED) {
+    // Not mappable (a pipe, a special file): read it.
+    mapped = nullptr;
+    for (uint8_t block[1 << 16];;) {
+      ssize_t n = ::read(fd, block, sizeof block);
       if (n < 0 && errno == EINTR) continue;
       if (n < 0) error = errno;
       if (n <= 0) break;
-      done += static_cast<size_t>(n);
+      bytes.insert(bytes.end(), block, block + n);
     }
-    bytes.resize(done);
-    read = error == 0;
   }
   if (fd >= 0) ::close(fd);
-  if (!read && reason != nullptr) *reason = std::strerror(error);
-  int rc = readFromData(read ? &bytes : nullptr, path);
-  if (rc == kResultOK && read) {
+  if (error != 0 && reason != nullptr) *reason = std::strerror(error);
+  int rc = kResultCantOpen;
+  bool was_loaded = false;
+  if (error != 0) {
+    rc = readFromData(nullptr, path);
+  } else {
+    const uint8_t* data = mapped != nullptr ? static_cast<const uint8_t*>(mapped) : bytes.data();
+    const size_t length = mapped != nullptr ? size : bytes.size();
+    Sync([&] {
+      was_loaded = book_->Loaded;
+      rc = ReadOnQueue(data, length, true, path);
+    });
+    AfterRead(rc, was_loaded);
+  }
+  if (mapped != nullptr) ::munmap(mapped, size);
+  if (rc == kResultOK && error == 0) {
     std::lock_guard<std::mutex> lock(mutex_);
     disk_ = IdentityFromStat(st);
     disk_known_ = true;
@@ -251,6 +332,11 @@ int Document::readFromData(const std::vector<uint8_t>* data, const std::string& 
     was_loaded = book_->Loaded;
     rc = ReadOnQueue(data ? data->data() : nullptr, data ? data->size() : 0, data != nullptr, path);
   });
+  AfterRead(rc, was_loaded);
+  return rc;
+}
+
+void Document::AfterRead(int rc, bool was_loaded) {
   if (rc == kResultOK && registrar_ != nullptr) {
     // A merge opened and dropped an undo step; a first read starts a new history.
     if (was_loaded) {
@@ -260,7 +346,6 @@ int Document::readFromData(const std::vector<uint8_t>* data, const std::string& 
     }
   }
   if (rc == kResultOK && was_loaded) post(kUpdateDataNotification);
-  return rc;
 }
 
 int Document::ReadOnQueue(const uint8_t* data, size_t size, bool has_data,
@@ -615,6 +700,14 @@ void Document::writeAutosyncData() {
   queue_.Submit([this] { JournalOnQueue(); });
 }
 
+void Document::refreshBackup() {
+  queue_.Submit([this] {
+    const std::string p = path();
+    if (p.empty() || !book_->Loaded || !platform::MakeFolders(platform::CacheFolderFor(p))) return;
+    RefreshBackupOnQueue(platform::CacheFolderFor(p) + "/" + FileNameOf(p));
+  });
+}
+
 void Document::WriterFailed(const std::string& reason) {
   platform::LogLine(reason);
   std::lock_guard<std::mutex> lock(mutex_);
@@ -715,27 +808,31 @@ void Document::JournalOnQueue() {
 }
 
 void Document::RefreshBackupOnQueue(const std::string& backup) {
-  // The queue only serialises the records; compressing and writing them runs on the writer.
+  // The queue only serialises the records; the writer compresses and writes them meanwhile.
   auto head = std::make_shared<OutputStream>();
-  auto records = std::make_shared<OutputStream>();
-  if (book_->SaveUncompressed(*head, *records) != kResultOK) {
-    WriterFailed("journal: cannot serialise the backup copy");
-    return;
-  }
+  auto pipe = std::make_shared<ChunkPipe>();
   {
     std::lock_guard<std::mutex> lock(mutex_);
     backup_pending_ = true;
   }
-  writer_.Submit([this, backup, head, records] {
+  writer_.Submit([this, backup, head, pipe] {
     bool written = WriteFileAtomically(backup, [&](IOutputStream& file) {
+      std::vector<uint8_t> chunk;
+      bool ok = true;
+      // The head is complete once the first chunk of records (or the end) arrived.
+      bool more = pipe->Pop(chunk, ok);
       const std::vector<uint8_t>& h = head->MemoryData();
-      if (file.Write(h.data(), h.size()) != h.size()) return false;
-      const std::vector<uint8_t>& r = records->MemoryData();
       DeflateOutputStream out(file);
-      bool ok = out.Write(r.data(), r.size()) == r.size();
-      return out.Finish() && ok;
+      bool wrote = file.Write(h.data(), h.size()) == h.size();
+      for (; more && wrote; more = pipe->Pop(chunk, ok)) {
+        wrote = out.Write(chunk.data(), chunk.size()) == chunk.size();
+      }
+      wrote = out.Finish() && wrote;
+      if (!wrote) pipe->Abandon();
+      return wrote && ok;
     });
     int error = errno;
+    pipe->Abandon();
     {
       std::lock_guard<std::mutex> lock(mutex_);
       backup_pending_ = false;
@@ -745,6 +842,8 @@ void Document::RefreshBackupOnQueue(const std::string& backup) {
                    std::strerror(error != 0 ? error : EIO));
     }
   });
+  bool ok = book_->SaveUncompressed(*head, *pipe) == kResultOK;
+  pipe->Close(ok);
 }
 
 std::string Document::flushJournal() {

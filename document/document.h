@@ -206,6 +206,9 @@ class Document {
   // and syncing on the document's writer thread. Does nothing while untitled. A cache folder
   // that cannot be made is logged and leaves the journal for the next call.
   void writeAutosyncData();
+  // Schedules a refresh of the backup copy: the queue serialises the records while the writer
+  // compresses and writes them. Does nothing while untitled.
+  void refreshBackup();
   // Waits until the journal work submitted so far is on disk. Returns the reason the last
   // journal or backup write failed since the previous call, empty when none did.
   std::string flushJournal();
@@ -246,6 +249,8 @@ class Document {
   // On the queue.
   int ReadOnQueue(const uint8_t* data, size_t size, bool has_data, const std::string& path);
   int RestoreFromBackup();
+  // Tells the registrar and the observers what a read did.
+  void AfterRead(int rc, bool was_loaded);
   void JournalOnQueue();
   void RefreshBackupOnQueue(const std::string& backup);
   std::vector<std::string> CacheFilesOf(const std::string& folder, uint64_t database_id);

@@ -20,3 +20,8 @@ echo
 "$cli" accounts "$book"
 echo
 "$cli" transactions "$book" --period month --group-by category
+echo
+echo "kestrum-cli is $cli (cmake --install build/release puts it on the PATH). Try:"
+echo "  $cli help"
+echo "  $cli add $book --expense --amount 4.50 --account Cash --category Food"
+echo "  $cli cache $book"
