@@ -23,5 +23,5 @@ echo
 echo
 echo "kestrum-cli is $cli (cmake --install build/release puts it on the PATH). Try:"
 echo "  $cli help"
-echo "  $cli add $book --expense --amount 4.50 --account Cash --category Food"
+echo "  $cli add $book --expense --amount 4.50 --account Wallet --category Food"
 echo "  $cli cache $book"
