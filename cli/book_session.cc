@@ -36,6 +36,8 @@ bool PromptPassword(const std::string& file, std::string& typed) {
   return got;
 }
 
+}  // namespace
+
 std::string LocalMinute(std::time_t t) {
   std::tm local{};
   localtime_r(&t, &local);
@@ -43,8 +45,6 @@ std::string LocalMinute(std::time_t t) {
   std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
   return text;
 }
-
-}  // namespace
 
 Session::Session() = default;
 Session::~Session() = default;

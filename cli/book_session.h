@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -107,5 +108,7 @@ uint64_t FindAccount(Book& db, const std::string& key, std::string& problem);
 std::string CategoryPath(Book& db, uint64_t id);
 std::string AccountName(Book& db, uint64_t id);
 const char* KindName(int32_t kind);
+// `t` in local time as "YYYY-MM-DD HH:MM".
+std::string LocalMinute(std::time_t t);
 
 }  // namespace vemra::cli

@@ -43,14 +43,6 @@ bool DatabaseIdOf(const std::string& path, uint64_t& id) {
   return true;
 }
 
-std::string LocalMinute(std::time_t t) {
-  std::tm local{};
-  localtime_r(&t, &local);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
-  return text;
-}
-
 }  // namespace
 
 int CacheCommand(const Args& args, std::ostream& out, std::ostream& err) {
