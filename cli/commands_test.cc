@@ -81,6 +81,11 @@ TEST_F(CommandsTest, BadUsageExitsWithTwoAndHelpWithZero) {
   EXPECT_EQ(version.status, kExitOK);
   EXPECT_NE(version.out.find("compression: "), std::string::npos) << version.out;
   EXPECT_EQ(Cli({"types"}).out.find("FAILED"), std::string::npos);
+  Outcome help = Cli({"help", "restore"});
+  EXPECT_EQ(help.status, kExitOK);
+  EXPECT_EQ(help.out.rfind("usage: kestrum-cli restore FILE", 0), 0u) << help.out;
+  EXPECT_EQ(Cli({"help", "nosuch"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"help"}).out, Cli({"--help"}).out);
 }
 
 TEST_F(CommandsTest, FailuresExitWithOneAndTheResultMessage) {

@@ -147,13 +147,15 @@ class BookLock {
 // Hands the serialised records of a backup copy from the queue to the writer in 4 MB chunks,
 // at most eight in flight: the queue is held only while it serialises, the writer compresses
 // at the same time, and the copy never sits uncompressed in memory as a whole.
+size_t g_backup_chunk = 4 << 20;
+
 class ChunkPipe : public IOutputStream {
  public:
   size_t Write(const void* src, size_t n) override {
     const auto* bytes = static_cast<const uint8_t*>(src);
     current_.insert(current_.end(), bytes, bytes + n);
     position_ += n;
-    if (current_.size() >= kChunk) Push();
+    if (current_.size() >= g_backup_chunk) Push();
     return n;
   }
   int64_t Tell() override { return static_cast<int64_t>(position_); }
@@ -187,7 +189,6 @@ class ChunkPipe : public IOutputStream {
   }
 
  private:
-  static constexpr size_t kChunk = 4 << 20;
   static constexpr size_t kInFlight = 8;
 
   void Push() {
@@ -197,7 +198,7 @@ class ChunkPipe : public IOutputStream {
     if (!abandoned_) chunks_.push_back(std::move(current_));
     changed_.notify_all();
     current_ = std::vector<uint8_t>();
-    current_.reserve(kChunk + (64 << 10));
+    current_.reserve(g_backup_chunk + (64 << 10));
   }
 
   std::vector<uint8_t> current_;
@@ -266,6 +267,10 @@ Document::Document() : book_(std::make_unique<Book>()) {
 Document::~Document() {
   Close();
   if (g_keep_databases) book_.release();
+}
+
+void Document::SetBackupChunkForTesting(size_t bytes) {
+  g_backup_chunk = bytes;
 }
 
 void Document::KeepDatabasesUntilExit() {
@@ -787,6 +792,22 @@ void Document::JournalOnQueue() {
   if (files.size() >= kPruneAt) {
     RefreshBackupOnQueue(backup);
     std::vector<std::string> victims(files.begin() + kKeptParts, files.end());
+    // Temporary part files a killed writer left (an hour old: no writer takes that long).
+    const std::string prefix = std::to_string(book_->Header.DatabaseID) + ".";
+    if (DIR* dir = ::opendir(folder.c_str())) {
+      const time_t hour_ago = ::time(nullptr) - 3600;
+      while (dirent* entry = ::readdir(dir)) {
+        std::string name = entry->d_name;
+        struct stat old {};
+        std::string full = folder + "/" + name;
+        if (name.rfind(prefix, 0) == 0 && name.size() > 4 &&
+            name.compare(name.size() - 4, 4, ".tmp") == 0 && ::stat(full.c_str(), &old) == 0 &&
+            old.st_mtime < hour_ago) {
+          victims.push_back(full);
+        }
+      }
+      ::closedir(dir);
+    }
     writer_.Submit([victims] {
       for (const std::string& v : victims) {
         platform::LogLine("remove backup file: " + v);

@@ -241,6 +241,9 @@ class Document {
   // The database of a kestrum-cli process is left to the system at exit instead of destroyed
   // (a million records take a tenth of a second to destroy). Call once from main.
   static void KeepDatabasesUntilExit();
+  // The size of the chunks a backup refresh hands from the queue to the writer (4 MB). Tests
+  // make it small to reach the bound of eight chunks in flight. Not thread-safe.
+  static void SetBackupChunkForTesting(size_t bytes);
 
  private:
   friend class ObserverToken;

@@ -7,12 +7,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <thread>
 
 #include "core/streams/atomic_file.h"
 #include "platform/clock.h"
@@ -409,7 +411,11 @@ TEST_F(DocumentTest, JournalPrunesAt64PartsAndNamesPartsUniquely) {
   for (int i = 0; i < 61; ++i) {
     std::ofstream(folder + "/" + std::to_string(id) + "." + std::to_string(1000 + i)) << "x";
   }
-  std::ofstream(folder + "/" + std::to_string(id) + ".5.tmp") << "x";
+  const std::string stale = folder + "/" + std::to_string(id) + ".5.tmp";
+  const std::string fresh = folder + "/" + std::to_string(id) + ".6.tmp";
+  std::ofstream(stale) << "x";
+  std::ofstream(fresh) << "x";
+  fs::last_write_time(stale, fs::file_time_type::clock::now() - std::chrono::hours(2));
   ASSERT_EQ(d.cacheFiles().size(), 63u);
   const auto backup_time = fs::last_write_time(d.backupPath());
   Spend(d, 3);
@@ -423,6 +429,53 @@ TEST_F(DocumentTest, JournalPrunesAt64PartsAndNamesPartsUniquely) {
   EXPECT_NE(fs::last_write_time(d.backupPath()), backup_time);
   EXPECT_EQ(parts.back().substr(parts.back().rfind('.') + 1), "1032");  // the 32 oldest went
   EXPECT_NE(Log().find("remove backup file: "), std::string::npos);
+  EXPECT_FALSE(fs::exists(stale));  // a killed writer's, an hour old
+  EXPECT_TRUE(fs::exists(fresh));   // perhaps a writer at work
+}
+
+// Opens the backup copy slowly, or not at all, so that the queue runs ahead of the writer.
+class SlowBackupOps : public AtomicFileOps {
+ public:
+  bool Open(OutputStream& out, const std::string& path) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    if (fail) {
+      errno = EACCES;
+      return false;
+    }
+    return AtomicFileOps::Open(out, path);
+  }
+  bool fail = false;
+};
+
+TEST_F(DocumentTest, BackupRefreshesHandTheRecordsOverInBoundedChunks) {
+  const std::string path = Book("Chunks.kestrum");
+  MakeBook(path);
+  Document d;
+  ASSERT_EQ(d.readFile(path), kResultOK);
+  d.setCurrentUser(0);
+  for (int i = 0; i < 50; ++i) Spend(d, i + 1);
+  ASSERT_EQ(d.flushJournal(), "");
+  Document::SetBackupChunkForTesting(256);  // dozens of chunks, eight in flight at most
+  SlowBackupOps ops;
+  {
+    ScopedAtomicFileOps scoped(ops);
+    d.refreshBackup();
+    EXPECT_EQ(d.flushJournal(), "");
+    Document backup;
+    ASSERT_EQ(backup.readFile(d.backupPath()), kResultOK);
+    size_t ours = 0, theirs = 0;
+    d.Sync([&] { ours = d.database().GetTable(1).size(); });
+    backup.Sync([&] { theirs = backup.database().GetTable(1).size(); });
+    EXPECT_EQ(theirs, ours);
+    EXPECT_EQ(ours, 50u);
+    // A writer that cannot open the copy lets the queue go on; the old copy stays.
+    const std::vector<uint8_t> before = ReadAll(d.backupPath());
+    ops.fail = true;
+    d.refreshBackup();
+    EXPECT_NE(d.flushJournal().find("Permission denied"), std::string::npos);
+    EXPECT_EQ(ReadAll(d.backupPath()), before);
+  }
+  Document::SetBackupChunkForTesting(4 << 20);
 }
 
 TEST_F(DocumentTest, SavesRefuseReadOnlyBooksAndRemoveDeadWritersLeftovers) {
