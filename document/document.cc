@@ -286,6 +286,7 @@ void Document::New(std::string_view language) {
 }
 
 int Document::readFile(const std::string& path, std::string* reason) {
+  platform::LogLine("initWithContentsOfURL: " + path);
   struct stat st {};
   int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   int error = fd < 0 ? errno : 0;

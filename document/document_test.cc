@@ -386,14 +386,20 @@ TEST_F(DocumentTest, JournalPrunesAt64PartsAndNamesPartsUniquely) {
   const std::string path = Book("Parts.kestrum");
   MakeBook(path);
   Document d;
+  struct Uploads : SyncTransport {
+    void PartWritten(const std::string& part) override { parts.push_back(part); }
+    std::vector<std::string> parts;
+  } uploads;
+  d.setSyncTransport(&uploads);
   ASSERT_EQ(d.readFile(path), kResultOK);
   d.setCurrentUser(0);
-  // An empty journal writes nothing, not even the backup copy.
+  // An empty journal writes nothing, not even the backup copy, and hands nothing on.
   d.Sync([&] { d.database().TakePart(*std::make_unique<OutputStream>()); });
   d.writeAutosyncData();
   EXPECT_EQ(d.flushJournal(), "");
   EXPECT_FALSE(fs::exists(d.backupPath()));
   EXPECT_TRUE(d.cacheFiles().empty());
+  EXPECT_TRUE(uploads.parts.empty());
 
   // Two parts within one clock tick still get two names, the second above the first.
   platform::ScopedClockPin pin(platform::LocalWallSeconds(), 777);
@@ -402,6 +408,7 @@ TEST_F(DocumentTest, JournalPrunesAt64PartsAndNamesPartsUniquely) {
   EXPECT_EQ(d.flushJournal(), "");
   std::vector<std::string> parts = d.cacheFiles();
   ASSERT_EQ(parts.size(), 2u);
+  EXPECT_EQ(uploads.parts, (std::vector<std::string>{parts[1], parts[0]}));
   EXPECT_GT(std::stoll(parts[0].substr(parts[0].rfind('.') + 1)),
             std::stoll(parts[1].substr(parts[1].rfind('.') + 1)));
   // Old parts fill the folder up to 63 (the ".tmp" one never counts).
