@@ -542,6 +542,28 @@ TEST_F(DocumentTest, UndoAndRedoGoThroughTheRegistrarAndTheQueue) {
   uint32_t index = 1;
   d.Sync([&] { index = d.database().UndoIndex(); });
   EXPECT_EQ(index, 0u);
+
+  // Untitled, the journal waits; the first save gives it a cache folder, and the next journal
+  // write carries every change since.
+  Spend(d, 3);
+  EXPECT_EQ(d.flushJournal(), "");
+  EXPECT_TRUE(d.cacheFolder().empty());
+  ASSERT_TRUE(d.saveToFile(Book("Home")).ok());
+  EXPECT_EQ(d.cloudFolder(), "/Home.sync/");
+  d.writeAutosyncData();
+  EXPECT_EQ(d.flushJournal(), "");
+  std::vector<std::string> parts = d.cacheFiles();
+  ASSERT_EQ(parts.size(), 1u);
+  Document other;
+  other.New("en");
+  uint64_t their_id = 0;
+  d.Sync([&] { their_id = d.database().Header.DatabaseID; });
+  other.Sync([&] {
+    other.database().Header.DatabaseID = their_id;
+    EXPECT_EQ(other.database().ReadPart(parts[0]), kResultOK);
+  });
+  EXPECT_TRUE(Has(other, a));
+  EXPECT_TRUE(Has(other, b));
 }
 
 TEST_F(DocumentTest, SettingsSurviveTwoWritingProcessesAndDamage) {
