@@ -45,6 +45,8 @@ constexpr std::string_view kUsage =
     "  edit FILE ID [...]               change a transaction\n"
     "  delete FILE ID                   delete a transaction\n"
     "  summary FILE                     accounts, balances and transaction counts\n"
+    "  period KIND [BEGIN END] [--at D] [--move N] [--book FILE]\n"
+    "                                   a period of the interval menu and its text\n"
     "Reading commands take --json for JSON output. Changes are saved at once, with a sync\n"
     "part file and a backup copy in the book's cache folder.\n"
     "\n"
@@ -276,6 +278,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"delete", DeleteCommand},
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
+      {"period", PeriodCommand},
   };
   return kCommands;
 }

@@ -48,6 +48,8 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err);
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err);           // transactions.cc
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
+// The interval menu, the period control and the period text (period.cc).
+int PeriodCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The cache folder of a book (cache.cc).
 int CacheCommand(const Args& args, std::ostream& out, std::ostream& err);
 int RestoreCommand(const Args& args, std::ostream& out, std::ostream& err);

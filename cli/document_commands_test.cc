@@ -193,3 +193,54 @@ TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
 
 }  // namespace
 }  // namespace vemra::cli
+
+namespace vemra::cli {
+namespace {
+
+TEST(PeriodCommandTest, PrintsMenuPeriodsStepsAndTextsAndRefusesBadWords) {
+  struct Case {
+    Args args;
+    int status;
+    std::string out;
+  };
+  const Case kCases[] = {
+      {{"period", "quarter", "--at", "2019-05-10", "--lang", "en"},
+       0,
+       "2019-04-01  2019-06-30  Q2 2019\n"},
+      {{"period", "month", "--at", "2019-03-05", "--move", "-3", "--lang", "ru"},
+       0,
+       "2018-12-01  2018-12-31  Декабрь 2018\n"},
+      {{"period", "custom", "2025-03-01", "2025-02-02", "--move", "1", "--lang", "en"},
+       0,
+       "2025-03-02  2025-04-01  3/2/2025 - 4/1/2025\n"},
+      {{"period", "week", "--at", "2024-05-15", "--first-weekday", "sun", "--lang", "ru"},
+       0,
+       "2024-05-12  2024-05-18  12.05.2024 - 18.05.2024\n"},
+      {{"period", "day", "--at", "2019-03-05", "--lang", "en", "--json"},
+       0,
+       R"({"begin":"2019-03-05","days":1,"end":"2019-03-05","kind":"day","text":"March 5, 2019"})"
+       "\n"},
+      {{"period", "all"}, kExitUsage, ""},
+      {{"period", "fortnight"}, kExitUsage, ""},
+      {{"period", "custom", "2025-01-01"}, kExitUsage, ""},
+      {{"period", "month", "2025-01-01", "2025-01-02"}, kExitUsage, ""},
+      {{"period", "custom", "2025-02-30", "2025-03-01"}, kExitUsage, ""},
+      {{"period", "month", "--move", "1.5"}, kExitUsage, ""},
+      {{"period", "week", "--first-weekday", "7"}, kExitUsage, ""},
+      {{"period", "month", "--lang", "de"}, kExitUsage, ""},
+      {{"period", "month", "--book", "/nonexistent/book.kestrum"}, kExitFailed, ""},
+  };
+  for (const Case& c : kCases) {
+    Outcome o = Cli(c.args);
+    EXPECT_EQ(o.status, c.status) << c.args[1] << " " << o.err;
+    if (c.status == kExitOK) {
+      EXPECT_EQ(Json::parse(o.out, nullptr, false).is_discarded()
+                    ? o.out
+                    : Json::parse(o.out).dump() + "\n",
+                c.out);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vemra::cli

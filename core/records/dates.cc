@@ -68,14 +68,20 @@ void MoveInterval(TimeInterval& in, int direction) {
     in.EndDate = MakeADate(ey, em, DaysInMonth(ey, em));
     return;
   }
+  if (bd <= 28 && ed + 1 == bd) {
+    // From day d of one month to day d - 1 of a later one (a pay month, say): move by the
+    // month distance and keep both day numbers. Shifting by the day count first would turn
+    // February 2 - March 1 into March 2 - March 1.
+    int64_t m = (int64_t{ey} - by) * 12 + (em - bm);
+    ShiftMonths(by, bm, direction * m);
+    ShiftMonths(ey, em, direction * m);
+    in.BeginDate = MakeADate(by, bm, bd);
+    in.EndDate = MakeADate(ey, em, ed);
+    return;
+  }
   int64_t step = direction * (int64_t{in.EndDate.Val} - in.BeginDate.Val + 1);
   in.BeginDate = Clamp(in.BeginDate.Val + step);
   in.EndDate = Clamp(in.EndDate.Val + step);
-  if (bd <= 28 && ed + 1 == bd) {
-    // From day d of one month to day d - 1 of a later one: keep those day numbers.
-    in.BeginDate = MakeADate(YearOf(in.BeginDate), MonthOf(in.BeginDate), bd);
-    in.EndDate = MakeADate(YearOf(in.EndDate), MonthOf(in.EndDate), ed);
-  }
 }
 
 }  // namespace

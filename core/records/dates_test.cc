@@ -64,6 +64,10 @@ TEST(DatesTest, IntervalsMoveByTheirKind) {
   EXPECT_EQ(next(D(2025, 1, 1), D(2025, 3, 31)), TimeInterval(D(2025, 4, 1), D(2025, 6, 30)));
   EXPECT_EQ(next(D(2025, 3, 10), D(2025, 3, 16)), TimeInterval(D(2025, 3, 17), D(2025, 3, 23)));
   EXPECT_EQ(next(D(2025, 1, 15), D(2025, 2, 14)), TimeInterval(D(2025, 2, 15), D(2025, 3, 14)));
+  // Day d to day d - 1 of a later month moves by whole months, keeping both days.
+  EXPECT_EQ(next(D(2025, 2, 2), D(2025, 3, 1)), TimeInterval(D(2025, 3, 2), D(2025, 4, 1)));
+  EXPECT_EQ(prev(D(2025, 3, 2), D(2025, 4, 1)), TimeInterval(D(2025, 2, 2), D(2025, 3, 1)));
+  EXPECT_EQ(next(D(2024, 12, 20), D(2025, 2, 19)), TimeInterval(D(2025, 2, 20), D(2025, 4, 19)));
   EXPECT_EQ(prev(D(2025, 4, 1), D(2025, 4, 30)), TimeInterval(D(2025, 3, 1), D(2025, 3, 31)));
   EXPECT_EQ(next(D(2024, 12, 1), D(2024, 12, 31)), TimeInterval(D(2025, 1, 1), D(2025, 1, 31)));
   EXPECT_EQ(prev(D(2025, 1, 1), D(2025, 12, 31)), TimeInterval(D(2024, 1, 1), D(2024, 12, 31)));

@@ -1,0 +1,36 @@
+// The periods of the interval menu ("Day", "Week", "Month", "Quarter", "Year", "All",
+// "Custom") as pure functions of today, the first day of the week and the book's transaction
+// dates, and the steps of the period control.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "core/records/dates.h"
+
+namespace vemra::lists {
+
+enum class PeriodKind { Day, Week, Month, Quarter, Year, All, Custom };
+
+// The kind named `name` ("day", "week", "month", "quarter", "year", "all", "custom"); none for
+// any other name.
+std::optional<PeriodKind> PeriodKindNamed(std::string_view name);
+
+// The first day of the week (Monday 0 … Sunday 6) the header byte `option0` stands for: a
+// value outside 0..6, negative ones too, means Monday.
+int32_t FirstWeekday(int8_t option0);
+
+// The period of menu entry `kind` on day `today`: the day; the week from the latest day on or
+// before today that is `first_weekday`, seven days; the calendar month, quarter or year; for
+// All, the earlier of today and `first_transaction` to the later of today and
+// `last_transaction` (pass today for both when the book has no transactions). Custom gives
+// today – today; a custom period is made from its two dates (TimeInterval puts them in order).
+TimeInterval PeriodOf(PeriodKind kind, ADate today, int32_t first_weekday, ADate first_transaction,
+                      ADate last_transaction);
+
+// `period` moved by `steps` single steps of the period control (NextInterval forward,
+// PreviousInterval back when negative).
+TimeInterval MovePeriod(TimeInterval period, int64_t steps);
+
+}  // namespace vemra::lists
