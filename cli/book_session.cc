@@ -200,8 +200,7 @@ std::string Fit(const std::string& s, size_t width) {
 
 // `s` with every character in upper case, for comparing names without letter case.
 std::wstring Folded(std::wstring s) {
-  for (wchar_t& c : s) c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
-  return s;
+  return FoldCase(s);
 }
 
 double Money::Round(double v) const {

@@ -82,7 +82,7 @@ std::string Pad(const std::string& s, size_t width);
 std::string PadLeft(const std::string& s, size_t width);
 // `s` cut with "…" or padded to exactly `width` characters.
 std::string Fit(const std::string& s, size_t width);
-// `s` with every character in upper case, for comparing names without letter case.
+// `s` case-folded (locale-free), for comparing names without letter case.
 std::wstring Folded(std::wstring s);
 
 // How amounts of one currency are written.

@@ -47,6 +47,8 @@ constexpr std::string_view kUsage =
     "  summary FILE                     accounts, balances and transaction counts\n"
     "  period KIND [BEGIN END] [--at D] [--move N] [--book FILE]\n"
     "                                   a period of the interval menu and its text\n"
+    "  suggest FILE (description|category|payee) TEXT [--kind K] [--under PATH] [--limit N]\n"
+    "                                   what the field offers while TEXT is typed\n"
     "Reading commands take --json for JSON output. Changes are saved at once, with a sync\n"
     "part file and a backup copy in the book's cache folder.\n"
     "\n"
@@ -279,6 +281,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},
+      {"suggest", SuggestCommand},
   };
   return kCommands;
 }

@@ -48,6 +48,8 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err);
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err);           // transactions.cc
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
+// What a description, category or payee field offers (suggest.cc).
+int SuggestCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The interval menu, the period control and the period text (period.cc).
 int PeriodCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The cache folder of a book (cache.cc).

@@ -164,6 +164,45 @@ TEST_F(DocumentCommandsTest, ReadOnlyBooksAreReadButNeverReplaced) {
       << missing.err;
 }
 
+TEST_F(DocumentCommandsTest, SuggestRanksWhatTheFieldsOffer) {
+  for (const Args& extra : {Args{"--name", "Coffee", "--category", "Food/Coffee shops"},
+                            Args{"--name", "Ice coffee", "--category", "Food"},
+                            Args{"--name", "Beans", "--category", "Coffee beans"},
+                            Args{"--name", "Кофе", "--category", "Food"}}) {
+    Args args{"add", book, "--expense", "--amount", "2", "--account", "Main"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    ASSERT_EQ(Cli(args).status, kExitOK);
+  }
+  ASSERT_EQ(Cli({"add", book, "--income", "--amount", "2", "--account", "Main", "--name",
+                 "Coffee refund"})
+                .status,
+            kExitOK);
+  const std::pair<Args, std::string> kCases[] = {
+      {{"description", "cof", "--kind", "expense"},
+       "Coffee\tFood/Coffee shops\nIce coffee\tFood\nBeans\tCoffee beans\n"},
+      {{"description", "COF", "--kind", "income"}, "Coffee refund\t\n"},
+      {{"description", "кОФ"}, "Кофе\tFood\n"},
+      {{"description", "cof", "--limit", "1"}, "Coffee\tFood/Coffee shops\n"},
+      {{"category", "coffee s", "--under", "food"}, "Food/Coffee shops\n"},
+      {{"description", "   "}, ""},
+  };
+  for (const auto& [words, expected] : kCases) {
+    Args args{"suggest", book};
+    args.insert(args.end(), words.begin(), words.end());
+    Outcome o = Cli(args);
+    EXPECT_EQ(o.status, kExitOK) << o.err;
+    EXPECT_EQ(o.out, expected) << words[1];
+  }
+  Json j = Json::parse(Cli({"suggest", book, "description", "coff", "--json"}).out);
+  ASSERT_EQ(j["suggestions"].size(), 4u);  // Coffee, Coffee refund, Ice coffee, Beans
+  EXPECT_EQ(j["suggestions"][1]["kind"], "income");
+  EXPECT_EQ(j["suggestions"][2]["name"], "Ice coffee");
+  EXPECT_EQ(j["suggestions"][2]["match"], "word");
+  EXPECT_EQ(j["suggestions"][3]["match"], "category");
+  EXPECT_EQ(Cli({"suggest", book, "tag", "x"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"suggest", book, "category", "x", "--under", "Nowhere"}).status, kExitFailed);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;

@@ -157,6 +157,7 @@ struct TDescription {
   std::wstring CategoryName;
   int64_t Reserved1 = 0;  // always 0
   int64_t Reserved2 = 0;  // always 0
+  uint64_t CategoryID = 0;  // the category the description was filed under
 };
 
 // Second-level grouping of GetTransactionsTree.

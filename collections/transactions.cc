@@ -360,6 +360,7 @@ std::list<TDescription> Transactions::GetDescriptions() {
     d.TransactionID = uses.latest;
     d.Description = text;
     d.CategoryName = category_name;
+    d.CategoryID = category;
     out.push_back(std::move(d));
   }
   return out;

@@ -123,4 +123,74 @@ std::wstring UnitsToWide(std::u16string_view units) {
   return text;
 }
 
+wchar_t FoldCase(wchar_t wc) {
+  const uint32_t c = static_cast<uint32_t>(wc);
+  auto to = [](uint32_t v) { return static_cast<wchar_t>(v); };
+  if (c < 0x80) return c >= 'A' && c <= 'Z' ? to(c + 32) : wc;
+  // Ranges where the lower-case letter lies at a fixed distance.
+  struct Shift {
+    uint32_t first, last;
+    int32_t by;
+  };
+  static constexpr Shift kShifts[] = {
+      {0x00C0, 0x00D6, 32},   {0x00D8, 0x00DE, 32}, {0x0391, 0x03A1, 32}, {0x03A3, 0x03AB, 32},
+      {0x0388, 0x038A, 37},   {0x0400, 0x040F, 80}, {0x0410, 0x042F, 32}, {0x0531, 0x0556, 48},
+      {0x10A0, 0x10C5, 7264}, {0x1F08, 0x1F0F, -8}, {0x1F18, 0x1F1D, -8}, {0x1F28, 0x1F2F, -8},
+      {0x1F38, 0x1F3F, -8},   {0x1F48, 0x1F4D, -8}, {0x1F68, 0x1F6F, -8}, {0x24B6, 0x24CF, 26},
+      {0xFF21, 0xFF3A, 32},
+  };
+  for (const Shift& s : kShifts) {
+    if (c >= s.first && c <= s.last)
+      return to(static_cast<uint32_t>(static_cast<int32_t>(c) + s.by));
+  }
+  switch (c) {
+    case 0x00B5:
+      return to(0x03BC);  // micro sign -> mu
+    case 0x0178:
+      return to(0x00FF);  // Y with diaeresis
+    case 0x017F:
+      return to(0x0073);  // long s
+    case 0x0386:
+      return to(0x03AC);
+    case 0x038C:
+      return to(0x03CC);
+    case 0x038E:
+      return to(0x03CD);
+    case 0x038F:
+      return to(0x03CE);
+    case 0x03C2:
+      return to(0x03C3);  // final sigma
+    case 0x1E9E:
+      return to(0x00DF);  // capital sharp s
+    default:
+      break;
+  }
+  // Alternating upper/lower pairs: even code point upper, odd lower.
+  struct Pairs {
+    uint32_t first, last;
+  };
+  static constexpr Pairs kEvenUpper[] = {
+      {0x0100, 0x012F}, {0x0132, 0x0137}, {0x014A, 0x0177}, {0x0182, 0x0185}, {0x01A0, 0x01A5},
+      {0x01DE, 0x01EF}, {0x01F8, 0x021F}, {0x0222, 0x0233}, {0x03D8, 0x03EF}, {0x0460, 0x0481},
+      {0x048A, 0x04BF}, {0x04D0, 0x052F}, {0x1E00, 0x1E95}, {0x1EA0, 0x1EFF},
+  };
+  for (const Pairs& p : kEvenUpper) {
+    if (c >= p.first && c <= p.last) return c % 2 == 0 ? to(c + 1) : wc;
+  }
+  // Odd code point upper, even lower.
+  static constexpr Pairs kOddUpper[] = {
+      {0x0139, 0x0148}, {0x0179, 0x017E}, {0x01B3, 0x01B6}, {0x01CD, 0x01DC}, {0x04C1, 0x04CE},
+  };
+  for (const Pairs& p : kOddUpper) {
+    if (c >= p.first && c <= p.last) return c % 2 == 1 ? to(c + 1) : wc;
+  }
+  return wc;
+}
+
+std::wstring FoldCase(std::wstring_view text) {
+  std::wstring out(text);
+  for (wchar_t& c : out) c = FoldCase(c);
+  return out;
+}
+
 }  // namespace vemra

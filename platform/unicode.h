@@ -32,4 +32,12 @@ std::u16string WideToUnits(std::wstring_view text);
 // becomes one code point again; every other unit is widened on its own.
 std::wstring UnitsToWide(std::u16string_view units);
 
+// Unicode simple case folding of one code point, the same whatever the process locale: upper
+// and title case letters of the Latin, Greek, Cyrillic, Armenian and Georgian alphabets and the
+// full-width Latin letters become their lower-case forms; everything else stays.
+wchar_t FoldCase(wchar_t c);
+// `text` with every character folded, for comparing without regard to case ("КОФЕ" and
+// "Кофе" fold alike).
+std::wstring FoldCase(std::wstring_view text);
+
 }  // namespace vemra

@@ -35,5 +35,17 @@ TEST(UnicodeTest, UnitsUseSurrogatePairsAboveBmpAndJoinOnlyValidPairs) {
             (std::wstring{wchar_t(0xDE00), wchar_t(0xD83D), L'x', wchar_t(0xD83D)}));
 }
 
+TEST(UnicodeTest, FoldsCaseTheSameInEveryLocale) {
+  const std::pair<const wchar_t*, const wchar_t*> kPairs[] = {
+      {L"КОФЕ", L"кофе"},   {L"Ёлка", L"ёлка"},     {L"ÄÖÜ ẞ", L"äöü ß"},
+      {L"ΣΟΦΊΑ", L"σοφία"}, {L"ŁÓDŹ", L"łódź"},     {L"ҐЄЇ", L"ґєї"},
+      {L"Ǎ Ŀ Ÿ", L"ǎ ŀ ÿ"}, {L"ＡＢＣ", L"ａｂｃ"}, {L"123-_ ß", L"123-_ ß"},
+  };
+  for (const auto& [upper, lower] : kPairs) {
+    EXPECT_EQ(FoldCase(upper), FoldCase(lower)) << WideToUtf8(upper);
+    EXPECT_EQ(FoldCase(upper), lower) << WideToUtf8(upper);
+  }
+}
+
 }  // namespace
 }  // namespace vemra
