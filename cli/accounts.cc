@@ -2,16 +2,19 @@
 #include <cstdio>
 
 #include "cli/book_session.h"
+#include "lists/account_list.h"
 
 namespace vemra::cli {
 namespace {
 
 constexpr std::string_view kAccountsUsage =
-    "usage: kestrum-cli accounts FILE [--json]\n"
+    "usage: kestrum-cli accounts FILE [--show-hidden | --hide-hidden] [--json]\n"
     "\n"
     "Shows the account list: the overall balance in the default currency, the accounts without\n"
     "group, then each group with its balance in the group's currency and its accounts. A\n"
-    "balance counts the opening balance and the cleared transactions up to today.\n";
+    "balance counts the opening balance and the cleared transactions up to today. Closed\n"
+    "accounts show when the book's view option says so; --show-hidden and --hide-hidden\n"
+    "override it for this listing.\n";
 
 constexpr std::string_view kCurrenciesUsage =
     "usage: kestrum-cli currencies FILE [--json]\n"
@@ -28,71 +31,60 @@ constexpr std::string_view kRateUsage =
 }  // namespace
 
 int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  const Shape shape{kAccountsUsage, {}, {"--json"}, 1, 1, "accounts takes one FILE"};
+  const Shape shape{
+      kAccountsUsage,           {}, {"--json", "--show-hidden", "--hide-hidden"}, 1, 1,
+      "accounts takes one FILE"};
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session&) -> int {
-    const uint64_t home = db.Currencies().GetDefaultCurrencyID();
-    const Money home_money = MoneyOf(db, home);
-    NodeList tree = db.Accounts().GetAccountsTree();
-    auto in = [&](const TAccount& a, uint64_t currency) {
-      return a.Balance * db.GetExRate(a.Data.CurrencyID, currency);
-    };
-    auto account_json = [&](const TAccount& a) {
-      Money m = MoneyOf(db, a.Data.CurrencyID);
+    if (p.Has("--show-hidden") && p.Has("--hide-hidden")) {
+      return Usage(err, kAccountsUsage, "--show-hidden and --hide-hidden exclude each other");
+    }
+    // For this listing only; `view` stores the choice.
+    if (p.Has("--show-hidden")) db.Header.Reserved2 = 1;
+    if (p.Has("--hide-hidden")) db.Header.Reserved2 = 0;
+    const lists::Rows rows = lists::AccountList::BuildRows(db);
+    const lists::Node& overall = *rows.front();
+    const Money home_money = MoneyOf(db, overall.CurrencyID);
+    auto row_json = [&](const lists::Node& row) {
+      Money m = MoneyOf(db, row.CurrencyID);
       Json j;
-      j["id"] = a.Header.ID;
-      j["name"] = Text(db, a.Data.NameID);
+      j["id"] = row.ID;
+      j["name"] = TextToUtf8(row.Name);
       j["currency"] = m.code;
-      j["balance"] = m.Round(a.Balance);
+      j["balance"] = m.Round(row.Balance);
+      if (row.Type == NodeType::Account) j["closed"] = row.Account->Data.Visible == 0;
       return j;
     };
-
-    double overall = 0;
     Json ungrouped = Json::array(), groups = Json::array();
     std::string text;
-    for (const auto& node : tree) {
-      if (node->Type == NodeType::Account) {
-        const TAccount& a = *node->Account;
-        overall += in(a, home);
-        ungrouped.push_back(account_json(a));
-        Money m = MoneyOf(db, a.Data.CurrencyID);
-        text +=
-            "  " + Pad(Text(db, a.Data.NameID), 32) + " " + PadLeft(m.Format(a.Balance), 18) + "\n";
-        continue;
+    for (size_t i = 1; i < rows.size(); ++i) {
+      const lists::Node& row = *rows[i];
+      const std::string balance = PadLeft(MoneyOf(db, row.CurrencyID).Format(row.Balance), 18);
+      const std::string closed =
+          row.Type == NodeType::Account && row.Account->Data.Visible == 0 ? "  (closed)" : "";
+      if (row.Type == NodeType::Group) {
+        Json j = row_json(row);
+        j["accounts"] = Json::array();
+        groups.push_back(std::move(j));
+        text += Pad(TextToUtf8(row.Name), 34) + " " + balance + "\n";
+      } else if (row.Parent != nullptr) {
+        groups.back()["accounts"].push_back(row_json(row));
+        text += "    " + Pad(TextToUtf8(row.Name), 30) + " " + balance + closed + "\n";
+      } else {
+        ungrouped.push_back(row_json(row));
+        text += "  " + Pad(TextToUtf8(row.Name), 32) + " " + balance + closed + "\n";
       }
-      const TAccGroup& g = *node->Group;
-      uint64_t currency = g.Data.CurrencyID != 0 ? g.Data.CurrencyID : home;
-      Money gm = MoneyOf(db, currency);
-      double total = 0;
-      Json members = Json::array();
-      std::string lines;
-      for (const auto& child : node->Children) {
-        const TAccount& a = *child->Account;
-        total += in(a, currency);
-        overall += in(a, home);
-        members.push_back(account_json(a));
-        lines += "    " + Pad(Text(db, a.Data.NameID), 30) + " " +
-                 PadLeft(MoneyOf(db, a.Data.CurrencyID).Format(a.Balance), 18) + "\n";
-      }
-      Json j;
-      j["id"] = g.Header.ID;
-      j["name"] = Text(db, g.Data.NameID);
-      j["currency"] = gm.code;
-      j["balance"] = gm.Round(total);
-      j["accounts"] = std::move(members);
-      groups.push_back(std::move(j));
-      text += Pad(Text(db, g.Data.NameID), 34) + " " + PadLeft(gm.Format(total), 18) + "\n" + lines;
     }
     if (p.Has("--json")) {
       Json j;
       j["currency"] = home_money.code;
-      j["balance"] = home_money.Round(overall);
+      j["balance"] = home_money.Round(overall.Balance);
       j["accounts"] = std::move(ungrouped);
       j["groups"] = std::move(groups);
       WriteJsonLine(out, j);
       return kExitOK;
     }
     out << Pad("Balance (" + home_money.code + ")", 34) << " "
-        << PadLeft(home_money.Format(overall), 18) << "\n"
+        << PadLeft(home_money.Format(overall.Balance), 18) << "\n"
         << text;
     return kExitOK;
   });

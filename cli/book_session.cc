@@ -138,21 +138,26 @@ int Session::Finish(int status, std::ostream& err) {
   return status;
 }
 
-int RunBook(const Args& args, const Shape& shape, std::ostream& out, std::ostream& err,
-            const BookBody& body) {
+int ParseAndOpen(const Args& args, const Shape& shape, Parsed& p, Session& session,
+                 std::ostream& out, std::ostream& err) {
   if (WantsHelp(args)) return Help(out, shape.usage);
   std::vector<std::string_view> valued = shape.valued;
   valued.push_back("--password");
-  Parsed p;
   std::string problem;
   if (!Parse(args, valued, shape.flags, p, problem)) return Usage(err, shape.usage, problem);
   if (p.positional.size() < shape.min_words || p.positional.size() > shape.max_words) {
     return Usage(err, shape.usage, shape.wrong_count);
   }
-  Session session;
   const bool changes = shape.changes != nullptr && shape.changes(p);
-  if (int status = session.Open(p.positional[0], p.Last("--password"), changes, err);
-      status != kExitOK) {
+  int status = session.Open(p.positional[0], p.Last("--password"), changes, err);
+  return status == kExitOK ? kOpened : status;
+}
+
+int RunBook(const Args& args, const Shape& shape, std::ostream& out, std::ostream& err,
+            const BookBody& body) {
+  Parsed p;
+  Session session;
+  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
     return status;
   }
   int status = kExitOK;

@@ -67,8 +67,16 @@ class Session {
 // What a book command does once its book is open; runs on the document's queue.
 using BookBody = std::function<int(Parsed& p, Book& db, Session& session)>;
 
-// Shows the help when asked, parses `args` as `shape` says (plus --password anywhere), opens
-// FILE and runs `body` on the book's queue. Returns the exit status.
+// What ParseAndOpen returns when the book is open and the command goes on.
+constexpr int kOpened = -1;
+
+// Shows the help when asked, parses `args` into `p` as `shape` says (plus --password
+// anywhere) and opens FILE into `session`. Returns kOpened, or the exit status the command
+// ends with (help, usage or failure reported).
+int ParseAndOpen(const Args& args, const Shape& shape, Parsed& p, Session& session,
+                 std::ostream& out, std::ostream& err);
+
+// ParseAndOpen, then runs `body` on the book's queue. Returns the exit status.
 int RunBook(const Args& args, const Shape& shape, std::ostream& out, std::ostream& err,
             const BookBody& body);
 

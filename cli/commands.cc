@@ -45,6 +45,10 @@ constexpr std::string_view kUsage =
     "  edit FILE ID [...]               change a transaction\n"
     "  delete FILE ID                   delete a transaction\n"
     "  summary FILE                     accounts, balances and transaction counts\n"
+    "  account move FILE ROW (--above ROW | --on GROUP | --end)\n"
+    "                                   reorder the account list, regroup an account\n"
+    "  account delete FILE ACCOUNT --yes  delete an account and its transactions\n"
+    "  group delete FILE GROUP          delete an account group, keeping its accounts\n"
     "  period KIND [BEGIN END] [--at D] [--move N] [--book FILE]\n"
     "                                   a period of the interval menu and its text\n"
     "  suggest FILE (description|category|payee) TEXT [--kind K] [--under PATH] [--limit N]\n"
@@ -282,6 +286,8 @@ const std::map<std::string_view, Command>& Commands() {
       {"restore", RestoreCommand},
       {"period", PeriodCommand},
       {"suggest", SuggestCommand},
+      {"account", AccountCommand},
+      {"group", GroupCommand},
   };
   return kCommands;
 }

@@ -48,6 +48,9 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err);
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err);           // transactions.cc
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
+// The account list's moves and deletions (account_list_commands.cc).
+int AccountCommand(const Args& args, std::ostream& out, std::ostream& err);
+int GroupCommand(const Args& args, std::ostream& out, std::ostream& err);
 // What a description, category or payee field offers (suggest.cc).
 int SuggestCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The interval menu, the period control and the period text (period.cc).

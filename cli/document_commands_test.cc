@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -201,6 +202,46 @@ TEST_F(DocumentCommandsTest, SuggestRanksWhatTheFieldsOffer) {
   EXPECT_EQ(j["suggestions"][3]["match"], "category");
   EXPECT_EQ(Cli({"suggest", book, "tag", "x"}).status, kExitUsage);
   EXPECT_EQ(Cli({"suggest", book, "category", "x", "--under", "Nowhere"}).status, kExitFailed);
+}
+
+TEST_F(DocumentCommandsTest, TheAccountListMovesAndDeletesThroughItsModel) {
+  const std::string demo = dir.Path("demo.kestrum");
+  ASSERT_EQ(Cli({"generate", demo, "--transactions", "300"}).status, kExitOK);
+  auto groups = [&] {
+    Json j = Json::parse(Cli({"accounts", demo, "--json"}).out);
+    std::vector<std::string> out;
+    for (const Json& a : j["accounts"]) out.push_back(a["name"]);
+    for (const Json& g : j["groups"]) {
+      out.push_back(g["name"].get<std::string>() + ":");
+      for (const Json& a : g["accounts"]) out.push_back("  " + a["name"].get<std::string>());
+    }
+    return out;
+  };
+  const std::vector<std::string> before = groups();
+  ASSERT_EQ(before.front(), "Cash:");
+  EXPECT_EQ(Cli({"account", "move", demo, "Wallet", "--on", "Bank accounts"}).status, kExitOK);
+  EXPECT_EQ(Cli({"account", "move", demo, "Credit cards", "--above", "Cash"}).status, kExitOK);
+  std::vector<std::string> after = groups();
+  EXPECT_EQ(after[0], "Credit cards:");
+  EXPECT_NE(std::find(after.begin(), after.end(), "  Wallet"), after.end());
+  // A refused drop, an unknown row and a delete without --yes change nothing.
+  const std::vector<uint8_t> bytes = ReadBytes(demo);
+  EXPECT_EQ(Cli({"account", "move", demo, "Cash", "--above", "Wallet"}).status, kExitFailed);
+  EXPECT_EQ(Cli({"account", "move", demo, "Nowhere", "--end"}).status, kExitFailed);
+  Outcome asked = Cli({"account", "delete", demo, "Checking"});
+  EXPECT_EQ(asked.status, kExitFailed);
+  EXPECT_NE(asked.err.find("Delete account \"Checking\"? All transactions will be deleted"),
+            std::string::npos);
+  EXPECT_EQ(ReadBytes(demo), bytes);
+  EXPECT_EQ(Cli({"account", "move", demo, "Wallet"}).status, kExitUsage);
+
+  ASSERT_EQ(Cli({"group", "delete", demo, "Bank accounts"}).status, kExitOK);
+  after = groups();
+  EXPECT_EQ(std::find(after.begin(), after.end(), "Bank accounts:"), after.end());
+  EXPECT_NE(std::find(after.begin(), after.end(), "Checking"), after.end());  // top level now
+  ASSERT_EQ(Cli({"account", "delete", demo, "Checking", "--yes"}).status, kExitOK);
+  after = groups();
+  EXPECT_EQ(std::find(after.begin(), after.end(), "Checking"), after.end());
 }
 
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
