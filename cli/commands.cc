@@ -51,6 +51,8 @@ constexpr std::string_view kUsage =
     "  group delete FILE GROUP          delete an account group, keeping its accounts\n"
     "  period KIND [BEGIN END] [--at D] [--move N] [--book FILE]\n"
     "                                   a period of the interval menu and its text\n"
+    "  view FILE [--period KIND [BEGIN END] | --move N] [--hidden-accounts show|hide]\n"
+    "                                   show or set the book's period and view option\n"
     "  suggest FILE (description|category|payee) TEXT [--kind K] [--under PATH] [--limit N]\n"
     "                                   what the field offers while TEXT is typed\n"
     "Reading commands take --json for JSON output. Changes are saved at once, with a sync\n"
@@ -285,6 +287,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},
+      {"view", ViewCommand},
       {"suggest", SuggestCommand},
       {"account", AccountCommand},
       {"group", GroupCommand},

@@ -55,6 +55,7 @@ int GroupCommand(const Args& args, std::ostream& out, std::ostream& err);
 int SuggestCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The interval menu, the period control and the period text (period.cc).
 int PeriodCommand(const Args& args, std::ostream& out, std::ostream& err);
+int ViewCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The cache folder of a book (cache.cc).
 int CacheCommand(const Args& args, std::ostream& out, std::ostream& err);
 int RestoreCommand(const Args& args, std::ostream& out, std::ostream& err);

@@ -244,6 +244,25 @@ TEST_F(DocumentCommandsTest, TheAccountListMovesAndDeletesThroughItsModel) {
   EXPECT_EQ(std::find(after.begin(), after.end(), "Checking"), after.end());
 }
 
+TEST_F(DocumentCommandsTest, ViewStoresThePeriodAndTheClosedAccountsOption) {
+  Json shown = Json::parse(Cli({"view", book, "--json"}).out);
+  EXPECT_EQ(shown["hiddenAccounts"], false);
+  const auto cache_before = Cache()["parts"].size();
+  ASSERT_EQ(Cli({"view", book, "--period", "quarter", "--at", "2019-05-10"}).status, kExitOK);
+  ASSERT_EQ(Cli({"view", book, "--move", "-1", "--hidden-accounts", "show"}).status, kExitOK);
+  shown = Json::parse(Cli({"view", book, "--json"}).out);
+  EXPECT_EQ(shown["period"],
+            Json({{"begin", "2019-01-01"}, {"end", "2019-03-31"}, {"text", "Q1 2019"}}));
+  EXPECT_EQ(shown["hiddenAccounts"], true);
+  EXPECT_EQ(Cache()["parts"].size(), cache_before);  // view options are not journalled
+  // The transaction list opens on the stored period.
+  Outcome listed = Cli({"transactions", book, "--json"});
+  ASSERT_EQ(listed.status, kExitOK) << listed.err;
+  EXPECT_EQ(Cli({"transactions", book}).out.rfind("Transactions 2019-01-01 to 2019-03-31", 0), 0u);
+  EXPECT_EQ(Cli({"view", book, "--period", "custom", "2019-01-01"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"view", book, "--hidden-accounts", "maybe"}).status, kExitUsage);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;

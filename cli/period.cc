@@ -25,6 +25,17 @@ constexpr std::string_view kPeriodUsage =
     "LC_ALL, LC_MESSAGES and LANG.\n"
     "JSON: {\"kind\", \"begin\", \"end\", \"days\", \"text\"}.\n";
 
+constexpr std::string_view kViewUsage =
+    "usage: kestrum-cli view FILE [--period KIND [BEGIN END] | --move N] [--at DATE]\n"
+    "           [--hidden-accounts show|hide] [--json]\n"
+    "\n"
+    "Shows the book's view options: the period the lists show (with the text of the period\n"
+    "control) and whether closed accounts are shown. --period sets the period as the interval\n"
+    "menu does (KIND as for 'period'; custom takes BEGIN and END), --move steps it as the\n"
+    "period control does, --hidden-accounts sets the option; the book is then saved. These\n"
+    "changes are neither undone nor sent as sync parts.\n"
+    "JSON: {\"period\": {\"begin\", \"end\", \"text\"}, \"hiddenAccounts\": true|false}.\n";
+
 // mon..sun or 0..6.
 bool ParseWeekday(const std::string& text, int32_t& day) {
   static constexpr std::string_view kNames[] = {"mon", "tue", "wed", "thu", "fri", "sat", "sun"};
@@ -102,14 +113,7 @@ int PeriodCommand(const Args& args, std::ostream& out, std::ostream& err) {
     session.document().Sync([&] {
       Book& db = session.document().database();
       if (weekday == nullptr) first_weekday = lists::FirstWeekday(db.Header.Option0);
-      bool any = false;
-      for (const auto& [id, e] : db.GetTable(1)) {
-        if (e->Header.Type != etTransaction) continue;
-        const ADate d = static_cast<const TTransaction&>(*e).Data.Date;
-        first = any ? std::min(first, d) : d;
-        last = any ? std::max(last, d) : d;
-        any = true;
-      }
+      lists::TransactionSpan(db, today, first, last);
     });
   }
   TimeInterval period = custom ? TimeInterval(dates[0], dates[1])
@@ -128,6 +132,80 @@ int PeriodCommand(const Args& args, std::ostream& out, std::ostream& err) {
   }
   out << FormatDate(period.BeginDate) << "  " << FormatDate(period.EndDate) << "  " << text << "\n";
   return kExitOK;
+}
+
+int ViewCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{kViewUsage,
+                    {"--period", "--move", "--at", "--hidden-accounts"},
+                    {"--json"},
+                    1,
+                    3,
+                    "view takes FILE (and BEGIN END after --period custom)",
+                    [](const Parsed& given) {
+                      return given.Has("--period") || given.Has("--move") ||
+                             given.Has("--hidden-accounts");
+                    }};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
+    const std::string* kind_name = p.Last("--period");
+    std::optional<lists::PeriodKind> kind;
+    if (kind_name != nullptr) {
+      kind = lists::PeriodKindNamed(*kind_name);
+      if (!kind) return Usage(err, kViewUsage, "unknown KIND '" + *kind_name + "'");
+    }
+    const bool custom = kind == lists::PeriodKind::Custom;
+    if (p.positional.size() != (custom ? 3u : 1u)) {
+      return Usage(err, kViewUsage,
+                   custom ? "custom takes BEGIN and END" : "only --period custom takes dates");
+    }
+    ADate today = TodayADate();
+    if (const std::string* at = p.Last("--at"); at != nullptr && !ParseDate(*at, today)) {
+      return Usage(err, kViewUsage, "bad date '" + *at + "': give YYYY-MM-DD");
+    }
+    int64_t steps = 0;
+    if (const std::string* move = p.Last("--move"); move != nullptr && !ParseSteps(*move, steps)) {
+      return Usage(err, kViewUsage, "--move takes a whole number");
+    }
+    const std::string* hidden = p.Last("--hidden-accounts");
+    if (hidden != nullptr && *hidden != "show" && *hidden != "hide") {
+      return Usage(err, kViewUsage, "--hidden-accounts is show or hide");
+    }
+    TimeInterval period = db.Period;
+    if (custom) {
+      ADate a, b;
+      if (!ParseDate(p.positional[1], a) || !ParseDate(p.positional[2], b)) {
+        return Usage(err, kViewUsage, "bad date: give YYYY-MM-DD");
+      }
+      period = TimeInterval(a, b);
+    } else if (kind) {
+      ADate first = today, last = today;
+      if (*kind == lists::PeriodKind::All) lists::TransactionSpan(db, today, first, last);
+      period = lists::PeriodOf(*kind, today, lists::FirstWeekday(db.Header.Option0), first, last);
+    }
+    period = lists::MovePeriod(period, steps);
+    const bool changed = kind || steps != 0 || hidden != nullptr;
+    if (changed) {
+      // View options: saved with the book, not undoable and not journalled.
+      db.Period = period;
+      if (hidden != nullptr) db.Header.Reserved2 = *hidden == "show" ? 1 : 0;
+      if (int status = session.Save(err); status != kExitOK) return status;
+    }
+    const std::string text =
+        FormatInterval(period, platform::TableLanguage(platform::PreferredLanguage()));
+    const bool shown = db.Header.Reserved2 != 0;
+    if (p.Has("--json")) {
+      Json j;
+      j["period"] = {{"begin", FormatDate(period.BeginDate)},
+                     {"end", FormatDate(period.EndDate)},
+                     {"text", text}};
+      j["hiddenAccounts"] = shown;
+      WriteJsonLine(out, j);
+      return kExitOK;
+    }
+    out << "period: " << FormatDate(period.BeginDate) << "  " << FormatDate(period.EndDate) << "  "
+        << text << "\n"
+        << "closed/hidden accounts: " << (shown ? "shown" : "hidden") << "\n";
+    return kExitOK;
+  });
 }
 
 }  // namespace vemra::cli

@@ -1,13 +1,14 @@
 // The transactions of a period, and adding, editing and deleting transactions.
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <functional>
 #include <map>
 #include <set>
 
-#include "core/records/scheduled_transaction.h"
-
 #include "cli/book_session.h"
+#include "core/records/scheduled_transaction.h"
+#include "lists/period_selection.h"
 #include "platform/unicode.h"
 
 namespace vemra::cli {
@@ -15,16 +16,19 @@ namespace {
 
 constexpr std::string_view kTransactionsUsage =
     "usage: kestrum-cli transactions FILE [--from DATE --to DATE | --period PERIOD]\n"
-    "           [--group-by date|kind|category|payee|split] [--account NAME_OR_ID]...\n"
-    "           [--currency CODE] [--json]\n"
+    "           [--at DATE] [--move N] [--group-by date|kind|category|payee|split]\n"
+    "           [--account NAME_OR_ID]... [--currency CODE] [--json]\n"
     "\n"
     "Shows the transactions of a period as the transaction list does: under a header per day\n"
     "(date, the default) or per kind (kind), optionally grouped below the kind by category or\n"
     "payee, or below the day by split. Each transaction shows its running balance; each group\n"
     "its total, leaving out uncleared transactions (marked '!').\n"
-    "PERIOD is day, week (Monday to Sunday), month (default), quarter, year or all, each the\n"
-    "one containing today; DATE is YYYY-MM-DD. Amounts are in CODE (default: the default\n"
-    "currency); --account (repeatable) restricts the list to those accounts.\n";
+    "PERIOD is day, week (from the book's first day of the week), month, quarter, year or all\n"
+    "(the first transaction to the later of today and the last one), each the one containing\n"
+    "today (or --at DATE); without --period or --from, the period the book was last shown in.\n"
+    "--move N steps the period forward, or back when negative, as the period control does.\n"
+    "DATE is YYYY-MM-DD. Amounts are in CODE (default: the default currency); --account\n"
+    "(repeatable) restricts the list to those accounts.\n";
 
 constexpr std::string_view kAddUsage =
     "usage: kestrum-cli add FILE (--expense | --income | --transfer) --amount X --account A\n"
@@ -74,27 +78,36 @@ bool ChoosePeriod(Book& db, const Parsed& p, TimeInterval& period, std::string& 
     period = TimeInterval(a, b);
     return true;
   }
-  const ADate today = TodayADate();
-  const int32_t y = YearOf(today), m = MonthOf(today);
-  const std::string k = kind == nullptr ? "month" : *kind;
-  if (k == "day") {
-    period = TimeInterval(today, today);
-  } else if (k == "week") {
-    ADate monday(today.Val - WeekdayOf(today));
-    period = TimeInterval(monday, ADate(monday.Val + 6));
-  } else if (k == "month") {
-    period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
-  } else if (k == "quarter") {
-    int32_t first = m - m % 3;
-    period =
-        TimeInterval(MakeADate(y, first, 1), MakeADate(y, first + 2, DaysInMonth(y, first + 2)));
-  } else if (k == "year") {
-    period = TimeInterval(MakeADate(y, 0, 1), MakeADate(y, 11, 31));
-  } else if (k == "all") {
-    period = TimeInterval(db.FirstTransactionDate(), today);
-  } else {
-    problem = "unknown period '" + k + "': use day, week, month, quarter, year or all";
+  ADate today = TodayADate();
+  if (const std::string* at = p.Last("--at"); at != nullptr && !ParseDate(*at, today)) {
+    problem = "bad date '" + *at + "': use YYYY-MM-DD";
     return false;
+  }
+  if (kind == nullptr) {
+    // The period the book was last shown in, as the main window opens it.
+    period = db.Period;
+    if (period.BeginDate.Val == 0 && period.EndDate.Val == 0) {
+      period = lists::PeriodOf(lists::PeriodKind::Month, today, 0, today, today);
+    }
+  } else {
+    const std::optional<lists::PeriodKind> k = lists::PeriodKindNamed(*kind);
+    if (!k || *k == lists::PeriodKind::Custom) {
+      problem = "unknown period '" + *kind + "': use day, week, month, quarter, year or all";
+      return false;
+    }
+    ADate first = today, last = today;
+    if (*k == lists::PeriodKind::All) lists::TransactionSpan(db, today, first, last);
+    period = lists::PeriodOf(*k, today, lists::FirstWeekday(db.Header.Option0), first, last);
+  }
+  if (const std::string* move = p.Last("--move")) {
+    int64_t steps = 0;
+    const char* end = move->data() + move->size();
+    auto [at, ec] = std::from_chars(move->data(), end, steps);
+    if (ec != std::errc() || at != end || std::abs(steps) > 100000) {
+      problem = "--move takes a whole number";
+      return false;
+    }
+    period = lists::MovePeriod(period, steps);
   }
   return true;
 }
@@ -523,73 +536,74 @@ bool FindTransaction(Book& db, const std::string& word, TTransaction& t) {
 }  // namespace
 
 int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  const Shape shape{kTransactionsUsage,
-                    {"--from", "--to", "--period", "--group-by", "--account", "--currency"},
-                    {"--json"},
-                    1,
-                    1,
-                    "transactions takes one FILE"};
+  const Shape shape{
+      kTransactionsUsage,
+      {"--from", "--to", "--period", "--at", "--move", "--group-by", "--account", "--currency"},
+      {"--json"},
+      1,
+      1,
+      "transactions takes one FILE"};
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session&) -> int {
-  std::string problem;
-  static const std::map<std::string, std::pair<bool, int>> kGroupings = {
-      {"date", {true, GroupBy::None}},          {"kind", {false, GroupBy::None}},
-      {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
-      {"split", {true, GroupBy::Split}},
-  };
-  const std::string group_by = p.Has("--group-by") ? *p.Last("--group-by") : "date";
-  auto grouping = kGroupings.find(group_by);
-  if (grouping == kGroupings.end()) {
-    return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
-  }
-  if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
-  uint64_t currency = db.Currencies().GetDefaultCurrencyID();
-  if (const std::string* code = p.Last("--currency")) {
-    currency = CurrencyByCode(db, *code);
-    if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
-  }
-  std::set<uint64_t> accounts;
-  if (p.Has("--account")) {
-    for (const std::string& key : p.options.at("--account")) {
-      uint64_t id = FindAccount(db, key, problem);
-      if (id == 0) return Refuse(err, problem);
-      accounts.insert(id);
+    std::string problem;
+    static const std::map<std::string, std::pair<bool, int>> kGroupings = {
+        {"date", {true, GroupBy::None}},          {"kind", {false, GroupBy::None}},
+        {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
+        {"split", {true, GroupBy::Split}},
+    };
+    const std::string group_by = p.Has("--group-by") ? *p.Last("--group-by") : "date";
+    auto grouping = kGroupings.find(group_by);
+    if (grouping == kGroupings.end()) {
+      return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
     }
-  }
+    if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
+    uint64_t currency = db.Currencies().GetDefaultCurrencyID();
+    if (const std::string* code = p.Last("--currency")) {
+      currency = CurrencyByCode(db, *code);
+      if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
+    }
+    std::set<uint64_t> accounts;
+    if (p.Has("--account")) {
+      for (const std::string& key : p.options.at("--account")) {
+        uint64_t id = FindAccount(db, key, problem);
+        if (id == 0) return Refuse(err, problem);
+        accounts.insert(id);
+      }
+    }
 
-  NodeList tree = db.Transactions().GetTransactionsTree(
-      grouping->second.first, grouping->second.second, currency, accounts);
-  Money money = MoneyOf(db, currency);
-  TreePrinter printer(db, money, grouping->second.first, grouping->second.second);
-  if (p.Has("--json")) {
-    Json j;
-    j["from"] = FormatDate(db.Period.BeginDate);
-    j["to"] = FormatDate(db.Period.EndDate);
-    j["currency"] = money.code;
-    j["group_by"] = group_by;
-    j["nodes"] = printer.ToJson(tree);
-    WriteJsonLine(out, j);
+    NodeList tree = db.Transactions().GetTransactionsTree(
+        grouping->second.first, grouping->second.second, currency, accounts);
+    Money money = MoneyOf(db, currency);
+    TreePrinter printer(db, money, grouping->second.first, grouping->second.second);
+    if (p.Has("--json")) {
+      Json j;
+      j["from"] = FormatDate(db.Period.BeginDate);
+      j["to"] = FormatDate(db.Period.EndDate);
+      j["currency"] = money.code;
+      j["group_by"] = group_by;
+      j["nodes"] = printer.ToJson(tree);
+      WriteJsonLine(out, j);
+      return kExitOK;
+    }
+    std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
+                       FormatDate(db.Period.EndDate) + " in " + money.code +
+                       (accounts.empty() ? ", all accounts" : "") + "\n";
+    printer.Write(tree, 0, text);
+    out << text;
     return kExitOK;
-  }
-  std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
-                     FormatDate(db.Period.EndDate) + " in " + money.code +
-                     (accounts.empty() ? ", all accounts" : "") + "\n";
-  printer.Write(tree, 0, text);
-  out << text;
-  return kExitOK;
   });
 }
 
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  const Shape shape{kAddUsage,        kTransactionOptions, kTransactionFlags, 1, 1,
-                    "add takes one FILE", AlwaysChanges};
+  const Shape shape{kAddUsage, kTransactionOptions,  kTransactionFlags, 1,
+                    1,         "add takes one FILE", AlwaysChanges};
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
-  std::string problem;
-  TTransaction t;
-  t.Data.Cleared = 1;
-  if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
-  t.Header.ID = db.Transactions().AddTransaction(t, TSchedule());
-  if (t.Header.ID == 0) return Refuse(err, "the transaction is read-only for this database");
-  return SaveAndReport(db, session, t.Header.ID, "added", p.Has("--json"), out, err);
+    std::string problem;
+    TTransaction t;
+    t.Data.Cleared = 1;
+    if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
+    t.Header.ID = db.Transactions().AddTransaction(t, TSchedule());
+    if (t.Header.ID == 0) return Refuse(err, "the transaction is read-only for this database");
+    return SaveAndReport(db, session, t.Header.ID, "added", p.Has("--json"), out, err);
   });
 }
 
@@ -602,23 +616,23 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
                     "edit takes FILE and a transaction ID",
                     AlwaysChanges};
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
-  uint64_t id = 0;
-  if (!ParseCount(p.positional[1], id)) return Usage(err, kEditUsage, shape.wrong_count);
-  std::string problem;
-  TTransaction t;
-  if (!FindTransaction(db, p.positional[1], t)) {
-    return Refuse(err, "no transaction " + p.positional[1]);
-  }
-  if (!ApplyOptions(db, p, false, t, problem)) return Refuse(err, problem);
-  // A scheduled transaction keeps its schedule.
-  TSchedule schedule;
-  if (const TBaseEntry* e = db.FindEntry(id, 0); e && e->Header.Type == etScheduledTransaction) {
-    schedule = static_cast<const TScheduledTransaction&>(*e).Schedule;
-  }
-  if (db.Transactions().UpdateTransaction(t, schedule) == 0) {
-    return Refuse(err, "transaction " + p.positional[1] + " is read-only");
-  }
-  return SaveAndReport(db, session, id, "changed", p.Has("--json"), out, err);
+    uint64_t id = 0;
+    if (!ParseCount(p.positional[1], id)) return Usage(err, kEditUsage, shape.wrong_count);
+    std::string problem;
+    TTransaction t;
+    if (!FindTransaction(db, p.positional[1], t)) {
+      return Refuse(err, "no transaction " + p.positional[1]);
+    }
+    if (!ApplyOptions(db, p, false, t, problem)) return Refuse(err, problem);
+    // A scheduled transaction keeps its schedule.
+    TSchedule schedule;
+    if (const TBaseEntry* e = db.FindEntry(id, 0); e && e->Header.Type == etScheduledTransaction) {
+      schedule = static_cast<const TScheduledTransaction&>(*e).Schedule;
+    }
+    if (db.Transactions().UpdateTransaction(t, schedule) == 0) {
+      return Refuse(err, "transaction " + p.positional[1] + " is read-only");
+    }
+    return SaveAndReport(db, session, id, "changed", p.Has("--json"), out, err);
   });
 }
 
@@ -626,16 +640,16 @@ int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
   const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID",
                     AlwaysChanges};
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
-  TTransaction t;
-  if (!FindTransaction(db, p.positional[1], t)) {
-    return Refuse(err, "no transaction " + p.positional[1]);
-  }
-  if (!db.Transactions().DeleteTransaction(t.Header.ID)) {
-    return Refuse(err, "transaction " + p.positional[1] + " is read-only");
-  }
-  if (int status = session.Save(err); status != kExitOK) return status;
-  out << "deleted " << Describe(db, t) << "\n";
-  return kExitOK;
+    TTransaction t;
+    if (!FindTransaction(db, p.positional[1], t)) {
+      return Refuse(err, "no transaction " + p.positional[1]);
+    }
+    if (!db.Transactions().DeleteTransaction(t.Header.ID)) {
+      return Refuse(err, "transaction " + p.positional[1] + " is read-only");
+    }
+    if (int status = session.Save(err); status != kExitOK) return status;
+    out << "deleted " << Describe(db, t) << "\n";
+    return kExitOK;
   });
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "core/records/transaction.h"
+
 namespace vemra::lists {
 
 std::optional<PeriodKind> PeriodKindNamed(std::string_view name) {
@@ -46,6 +48,18 @@ TimeInterval PeriodOf(PeriodKind kind, ADate today, int32_t first_weekday, ADate
       return TimeInterval(std::min(today, first_transaction), std::max(today, last_transaction));
   }
   return TimeInterval(today, today);
+}
+
+void TransactionSpan(DataBase& book, ADate today, ADate& first, ADate& last) {
+  first = last = today;
+  bool any = false;
+  for (const auto& [id, e] : book.GetTable(1)) {
+    if (e->Header.Type != etTransaction) continue;
+    const ADate d = static_cast<const TTransaction&>(*e).Data.Date;
+    first = any ? std::min(first, d) : d;
+    last = any ? std::max(last, d) : d;
+    any = true;
+  }
 }
 
 TimeInterval MovePeriod(TimeInterval period, int64_t steps) {

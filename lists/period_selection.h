@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "core/database/database.h"
 #include "core/records/dates.h"
 
 namespace vemra::lists {
@@ -28,6 +29,10 @@ int32_t FirstWeekday(int8_t option0);
 // today – today; a custom period is made from its two dates (TimeInterval puts them in order).
 TimeInterval PeriodOf(PeriodKind kind, ADate today, int32_t first_weekday, ADate first_transaction,
                       ADate last_transaction);
+
+// The dates of the first and the last transaction of `book` (today for both when it has
+// none). Use on the document's queue.
+void TransactionSpan(DataBase& book, ADate today, ADate& first, ADate& last);
 
 // `period` moved by `steps` single steps of the period control (NextInterval forward,
 // PreviousInterval back when negative).
