@@ -24,9 +24,9 @@ constexpr std::string_view kNewUsage =
 constexpr std::string_view kSummaryUsage =
     "usage: kestrum-cli summary FILE\n"
     "\n"
-    "Prints the accounts of the database FILE with their balances up to today (the opening\n"
-    "balance plus the plain sum of their transactions), and the count of transactions by\n"
-    "kind with the dates they span.\n";
+    "Prints the accounts of the database FILE, closed ones too, with their balances up to\n"
+    "today as the account list counts them, and the count of transactions by kind with the\n"
+    "dates they span.\n";
 
 }  // namespace
 
@@ -77,13 +77,14 @@ int SummaryCommand(const Args& args, std::ostream& out, std::ostream& err) {
       }
       if (d.SplitID != 0) ++in_splits;
       if (d.Cleared == 0) ++uncleared;
-      if (d.Date > today) {
-        ++future;
-        continue;
-      }
-      if (d.WithdrawAccountID != 0) balance[d.WithdrawAccountID] -= d.WithdrawAmount;
-      if (d.TargetAccountID != 0) balance[d.TargetAccountID] += d.TargetAmount;
+      if (d.Date > today) ++future;
     }
+    // The balance every list shows: the opening balance and the transactions that count for
+    // it up to today (the account list's rule).
+    for (const auto& [id, e] : db.GetTable(0)) {
+      if (e->Header.Type == etAccount) balance[id] = 0;
+    }
+    db.AddBalanceSums(balance, ADate(today.Val + 1));
 
     out << "accounts (balance up to " << FormatDate(today) << "):\n";
     for (const auto& [id, e] : db.GetTable(0)) {

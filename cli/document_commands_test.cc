@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "cli/commands.h"
 #include "cli/testing/test_files.h"
@@ -261,6 +263,64 @@ TEST_F(DocumentCommandsTest, ViewStoresThePeriodAndTheClosedAccountsOption) {
   EXPECT_EQ(Cli({"transactions", book}).out.rfind("Transactions 2019-01-01 to 2019-03-31", 0), 0u);
   EXPECT_EQ(Cli({"view", book, "--period", "custom", "2019-01-01"}).status, kExitUsage);
   EXPECT_EQ(Cli({"view", book, "--hidden-accounts", "maybe"}).status, kExitUsage);
+}
+
+TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance) {
+  const std::string demo = dir.Path("demo.kestrum");
+  ASSERT_EQ(Cli({"generate", demo, "--transactions", "2000"}).status, kExitOK);
+  // Every group's total is the sum of the cleared rows under it as shown, to the cent, in a
+  // currency the amounts are converted into.
+  Json list = Json::parse(
+      Cli({"transactions", demo, "--period", "all", "--currency", "EUR", "--json"}).out);
+  size_t groups = 0;
+  std::function<void(const Json&)> check = [&](const Json& rows) {
+    for (const Json& row : rows) {
+      if (row["type"] == "transaction") continue;
+      double cleared = 0, pending = 0;
+      std::function<void(const Json&)> sum = [&](const Json& children) {
+        for (const Json& c : children) {
+          if (c["type"] != "transaction") {
+            sum(c["children"]);
+          } else {
+            (c["cleared"].get<bool>() ? cleared : pending) += c["amount"].get<double>();
+          }
+        }
+      };
+      sum(row["children"]);
+      EXPECT_NEAR(row["total"].get<double>(), cleared, 1e-6) << row.dump().substr(0, 80);
+      EXPECT_NEAR(row.value("uncleared", 0.0), pending, 1e-6);
+      ++groups;
+      check(row["children"]);
+    }
+  };
+  for (const auto& [key, value] : list.items()) {
+    if (value.is_array()) check(value);
+  }
+  EXPECT_GT(groups, 100u);
+  // Three rows of -0.9333 EUR show as -0.93 each and total -2.79, not -2.80.
+  ASSERT_EQ(Cli({"rate", book, "USD", "EUR", "0.9333"}).status, kExitOK);
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(Add("1").status, kExitOK);
+  Json day = Json::parse(
+      Cli({"transactions", book, "--period", "day", "--currency", "EUR", "--json"}).out);
+  ASSERT_EQ(day["nodes"].size(), 1u);
+  EXPECT_DOUBLE_EQ(day["nodes"][0]["total"].get<double>(), -2.79);
+  // `accounts` and `summary` give every account the same balance.
+  Json accounts = Json::parse(Cli({"accounts", demo, "--json", "--show-hidden"}).out);
+  std::vector<Json> all(accounts["accounts"].begin(), accounts["accounts"].end());
+  for (const Json& g : accounts["groups"])
+    all.insert(all.end(), g["accounts"].begin(), g["accounts"].end());
+  const std::string summary = Cli({"summary", demo}).out;
+  ASSERT_GT(all.size(), 5u);
+  for (const Json& a : all) {
+    const std::string name = a["name"];
+    size_t at = summary.find("  " + name + " ");
+    ASSERT_NE(at, std::string::npos) << name;
+    std::string line = summary.substr(at, summary.find('\n', at) - at);
+    std::istringstream words(line.substr(2 + 28));
+    std::string code, amount;
+    words >> code >> amount;
+    EXPECT_NEAR(std::stod(amount), a["balance"].get<double>(), 0.005) << line;
+  }
 }
 
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {

@@ -118,14 +118,27 @@ class TreePrinter {
   TreePrinter(Book& db, const Money& money, bool by_days, int group_by)
       : db_(db), money_(money), by_days_(by_days), group_by_(group_by) {}
 
-  // The total of the cleared transactions under `node`.
-  static double Total(const Node& node) {
+  // The total of the cleared (or, with `uncleared`, the uncleared) transactions under `node`,
+  // each rounded to the currency's minor unit first, so that a total is the sum of the rows
+  // shown, to the cent. `count` (when given) is increased by the transactions summed.
+  double Total(const Node& node, bool uncleared = false, size_t* count = nullptr) const {
     double sum = 0;
-    if (node.Type == NodeType::Transaction && node.Transaction->Data.Cleared != 0) {
-      sum += node.Transaction->Amount;
+    if (node.Type == NodeType::Transaction &&
+        (node.Transaction->Data.Cleared == 0) == uncleared) {
+      sum += money_.Round(node.Transaction->Amount);
+      if (count != nullptr) ++*count;
     }
-    for (const auto& child : node.Children) sum += Total(*child);
-    return sum;
+    for (const auto& child : node.Children) sum += Total(*child, uncleared, count);
+    return money_.Round(sum);
+  }
+
+  // "  (+$3,200.00 uncleared)" for a group holding uncleared transactions, else empty.
+  std::string UnclearedNote(const Node& node) const {
+    size_t count = 0;
+    const double sum = Total(node, true, &count);
+    if (count == 0) return "";
+    const std::string shown = money_.Format(sum);
+    return "  (" + std::string(shown[0] == '-' ? "" : "+") + shown + " uncleared)";
   }
 
   void Write(const NodeList& nodes, int depth, std::string& out) {
@@ -137,7 +150,7 @@ class TreePrinter {
         line += Row(*n->Transaction, left);
       } else {
         line += Fit(Label(*n), std::max<size_t>(left, 12) - 1) + " " +
-                PadLeft(money_.Format(Total(*n)), 14);
+                PadLeft(money_.Format(Total(*n)), 14) + UnclearedNote(*n);
       }
       out += line + "\n";
       Write(n->Children, depth + 1, out);
@@ -176,7 +189,10 @@ class TreePrinter {
           j["id"] = n->Split->Header.ID;
           j["name"] = Text(db_, n->Split->Data.NameID);
         }
-        j["total"] = money_.Round(Total(*n));
+        j["total"] = Total(*n);
+        size_t uncleared = 0;
+        const double pending = Total(*n, true, &uncleared);
+        if (uncleared != 0) j["uncleared"] = pending;
         j["children"] = ToJson(n->Children);
       }
       list.push_back(std::move(j));
