@@ -20,7 +20,8 @@ constexpr std::string_view kCurrenciesUsage =
     "usage: kestrum-cli currencies FILE [--json]\n"
     "\n"
     "Lists the currencies, enabled ones first, with code, symbol, decimals, name and the rate\n"
-    "into the default currency (marked '*').\n";
+    "into the default currency (marked '*'): the pair's own rate, else the rate across the\n"
+    "default currency, else 'no rate' (null in JSON), never a silent 1.\n";
 
 constexpr std::string_view kRateUsage =
     "usage: kestrum-cli rate FILE FROM TO [RATE] [--json]\n"
@@ -98,7 +99,8 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
     Json list = Json::array();
     std::string text;
     for (const TCurrency& c : currencies.GetAllCurrencies()) {
-      double rate = currencies.GetExchangeRate(c.Header.ID, home);
+      double rate = 0;
+      const bool known = db.FindExRate(c.Header.ID, home, rate);
       Json j;
       j["id"] = c.Header.ID;
       j["code"] = c.GetCode();
@@ -107,10 +109,10 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err) {
       j["decimals"] = c.Data.Decimals;
       j["enabled"] = c.Data.Enabled != 0;
       j["default"] = c.Header.ID == home;
-      j["rate"] = rate;
+      j["rate"] = known ? Json(rate) : Json(nullptr);
       list.push_back(std::move(j));
-      char buf[32];
-      std::snprintf(buf, sizeof buf, "%.6g", rate);
+      char buf[32] = "no rate";
+      if (known) std::snprintf(buf, sizeof buf, "%.6g", rate);
       text += std::string(c.Header.ID == home ? "* " : "  ") + Pad(c.GetCode(), 4) +
               Pad(TextToUtf8(c.Symbol), 5) + std::to_string(c.Data.Decimals) + "  " +
               Pad(TextToUtf8(c.Name), 28) + PadLeft(buf, 12) +
@@ -152,14 +154,18 @@ int RateCommand(const Args& args, std::ostream& out, std::ostream& err) {
       }
       if (int status = session.Save(err); status != kExitOK) return status;
     }
-    rate = db.Currencies().GetExchangeRate(from, to);
+    const bool known = db.FindExRate(from, to, rate);
     std::string a = MoneyOf(db, from).code, b = MoneyOf(db, to).code;
     if (p.Has("--json")) {
       Json j;
       j["from"] = a;
       j["to"] = b;
-      j["rate"] = rate;
+      j["rate"] = known ? Json(rate) : Json(nullptr);
       WriteJsonLine(out, j);
+      return kExitOK;
+    }
+    if (!known) {
+      out << a << " -> " << b << ": no rate (neither of its own nor across the default currency)\n";
       return kExitOK;
     }
     char buf[64];

@@ -270,8 +270,11 @@ class DataBase : public TCoreDB {
   // Rebuilds the exchange-rate index from the TExRate records.
   void RebuildExRates();
   // The factor that converts an amount in currency `from` into currency `to`: the newest rate
-  // of the pair (1.0 for equal currencies or when there is no usable rate).
+  // of the pair, else the cross rate over the default currency when both legs have one (1.0
+  // for equal currencies or when there is no usable rate; FindExRate tells the two apart).
   double GetExRate(uint64_t from, uint64_t to) const;
+  // The same factor in `rate`; false (leaving `rate` alone) when there is no usable rate.
+  bool FindExRate(uint64_t from, uint64_t to, double& rate) const;
   // Stores the price of one unit of `from` in `to` as the pair's only rate record, dated today.
   // Returns false (changing nothing) for equal currencies or a rate <= 0.
   bool SetExRate(uint64_t from, uint64_t to, double rate);
@@ -411,6 +414,8 @@ class DataBase : public TCoreDB {
   // Brings the header's default account, period and default currency up to the working state
   // before a save.
   void PrepareHeaderForSave();
+  // The newest usable rate of the pair itself; false when it has none.
+  bool FindDirectExRate(uint64_t from, uint64_t to, double& rate) const;
   // The ID for the record of kind `type` entered for occurrence `d` of schedule `schedule_id`,
   // the same in every copy of the database; 0 when that occurrence was entered already (its
   // record or deletion marker is held). `claimed` maps each residue of the occurrence ID

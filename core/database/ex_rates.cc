@@ -1,6 +1,7 @@
 // The exchange-rate index of DataBase: the TExRate records grouped by currency pair, each pair's
 // rates in the direction lower ID -> higher ID, oldest first, so the last one is the rate in force.
 #include <algorithm>
+#include <cmath>
 #include <tuple>
 
 #include "core/database/database.h"
@@ -45,13 +46,35 @@ void DataBase::RebuildExRates() {
   for (const auto& [id, e] : tables_[5]) IndexRate(*e, true);
 }
 
-double DataBase::GetExRate(uint64_t from, uint64_t to) const {
-  if (from == to) return 1.0;
+bool DataBase::FindDirectExRate(uint64_t from, uint64_t to, double& rate) const {
   auto it = ex_rates_.find({std::min(from, to), std::max(from, to)});
-  if (it == ex_rates_.end() || it->second.empty()) return 1.0;
-  double v = it->second.back().Rate;
-  if (from < to) return v;
-  return v > 0 ? 1.0 / v : 1.0;
+  if (it == ex_rates_.end() || it->second.empty()) return false;
+  const double v = it->second.back().Rate;
+  if (!(v > 0) || !std::isfinite(v)) return false;
+  rate = from < to ? v : 1.0 / v;
+  return true;
+}
+
+bool DataBase::FindExRate(uint64_t from, uint64_t to, double& rate) const {
+  if (from == to) {
+    rate = 1.0;
+    return true;
+  }
+  if (FindDirectExRate(from, to, rate)) return true;
+  // No rate of its own: across the default currency, both legs at the rate in force.
+  const uint64_t home = UserSettings.DefaultCurrencyID;
+  double into = 0, out_of = 0;
+  if (home != 0 && home != from && home != to && FindDirectExRate(from, home, into) &&
+      FindDirectExRate(home, to, out_of)) {
+    rate = into * out_of;
+    return true;
+  }
+  return false;
+}
+
+double DataBase::GetExRate(uint64_t from, uint64_t to) const {
+  double rate = 1.0;
+  return FindExRate(from, to, rate) ? rate : 1.0;
 }
 
 bool DataBase::SetExRate(uint64_t from, uint64_t to, double rate) {

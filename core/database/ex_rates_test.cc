@@ -11,6 +11,24 @@
 namespace vemra {
 namespace {
 
+TEST(ExRatesTest, APairWithoutARateCrossesTheDefaultCurrency) {
+  constexpr uint64_t kHome = 100000, kEur = 100001, kGbp = 100002, kYen = 100003;
+  DataBase db;
+  db.UserSettings.DefaultCurrencyID = kHome;
+  ASSERT_TRUE(db.SetExRate(kEur, kHome, 1.1));
+  ASSERT_TRUE(db.SetExRate(kHome, kGbp, 0.8));
+  double rate = 0;
+  ASSERT_TRUE(db.FindExRate(kEur, kGbp, rate));
+  EXPECT_DOUBLE_EQ(rate, 1.1 * 0.8);
+  EXPECT_DOUBLE_EQ(db.GetExRate(kGbp, kEur), 1 / 0.8 / 1.1);
+  // No leg for the yen: no rate, told apart from a rate of 1.
+  EXPECT_FALSE(db.FindExRate(kEur, kYen, rate));
+  EXPECT_DOUBLE_EQ(db.GetExRate(kEur, kYen), 1.0);
+  // A rate of the pair itself wins over the cross rate.
+  ASSERT_TRUE(db.SetExRate(kEur, kGbp, 0.85));
+  EXPECT_DOUBLE_EQ(db.GetExRate(kEur, kGbp), 0.85);
+}
+
 TEST(ExRatesTest, RatesAreStoredLowerToHigherAndTheNewestWins) {
   constexpr uint64_t kA = 100000, kB = 100001;
   platform::ScopedClockPin pin(int64_t{20000} * 86400);
