@@ -307,8 +307,12 @@ TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance
   // A currency without any rate says so instead of converting at 1.
   Json currencies = Json::parse(Cli({"currencies", book, "--json"}).out);
   for (const Json& c : currencies) {
-    if (c["code"] == "EUR") EXPECT_NEAR(c["rate"].get<double>(), 1 / 0.9333, 1e-12);
-    if (c["code"] == "JPY") EXPECT_TRUE(c["rate"].is_null());
+    if (c["code"] == "EUR") {
+      EXPECT_NEAR(c["rate"].get<double>(), 1 / 0.9333, 1e-12);
+    }
+    if (c["code"] == "JPY") {
+      EXPECT_TRUE(c["rate"].is_null());
+    }
   }
   EXPECT_TRUE(Json::parse(Cli({"rate", book, "EUR", "JPY", "--json"}).out)["rate"].is_null());
   // `accounts` and `summary` give every account the same balance.
