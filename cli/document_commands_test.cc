@@ -14,6 +14,7 @@
 
 #include "cli/commands.h"
 #include "cli/testing/test_files.h"
+#include "collections/book.h"
 #include "core/database/database.h"
 #include "core/records/transaction.h"
 
@@ -315,6 +316,28 @@ TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance
     }
   }
   EXPECT_TRUE(Json::parse(Cli({"rate", book, "EUR", "JPY", "--json"}).out)["rate"].is_null());
+  // A transfer into a currency without a rate needs the amount that arrives.
+  {
+    Book db;
+    ASSERT_EQ(db.OpenFile(book), kResultOK);
+    db.SetCurrentUser(0);
+    TAccount yen;
+    yen.Name = L"Yen";
+    for (const TCurrency& c : db.Currencies().GetAllCurrencies()) {
+      if (c.GetCode() == "JPY") yen.Data.CurrencyID = c.Header.ID;
+    }
+    ASSERT_NE(db.Accounts().AddAccount(yen), 0u);
+    ASSERT_EQ(db.SaveFile(book), kResultOK);
+  }
+  Args transfer{"add",       book,   "--transfer",   "--amount", "5",
+                "--account", "Main", "--to-account", "Yen"};
+  Outcome refused = Cli(transfer);
+  EXPECT_EQ(refused.status, kExitFailed);
+  EXPECT_NE(refused.err.find("no exchange rate from USD to JPY; give --to-amount"),
+            std::string::npos)
+      << refused.err;
+  transfer.insert(transfer.end(), {"--to-amount", "700"});
+  EXPECT_EQ(Cli(transfer).status, kExitOK);
   // `accounts` and `summary` give every account the same balance.
   Json accounts = Json::parse(Cli({"accounts", demo, "--json", "--show-hidden"}).out);
   std::vector<Json> all(accounts["accounts"].begin(), accounts["accounts"].end());

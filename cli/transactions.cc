@@ -123,8 +123,7 @@ class TreePrinter {
   // shown, to the cent. `count` (when given) is increased by the transactions summed.
   double Total(const Node& node, bool uncleared = false, size_t* count = nullptr) const {
     double sum = 0;
-    if (node.Type == NodeType::Transaction &&
-        (node.Transaction->Data.Cleared == 0) == uncleared) {
+    if (node.Type == NodeType::Transaction && (node.Transaction->Data.Cleared == 0) == uncleared) {
       sum += money_.Round(node.Transaction->Amount);
       if (count != nullptr) ++*count;
     }
@@ -482,8 +481,16 @@ bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::
       if (!ParseAmount(db, *y, second, to_amount, problem)) return false;
     } else if (p.Has("--amount") || p.Has("--account") || p.Has("--to-account") ||
                TransactionKind(t) != 2) {
-      to_amount = MoneyOf(db, db.Accounts().GetCurrencyID(second))
-                      .Round(amount * db.Accounts().GetExchangeRate(primary, second));
+      const uint64_t from = db.Accounts().GetCurrencyID(primary);
+      const uint64_t to = db.Accounts().GetCurrencyID(second);
+      double rate = 1.0;
+      if (!db.FindExRate(from, to, rate)) {
+        // Never converted silently at 1.
+        problem = "there is no exchange rate from " + MoneyOf(db, from).code + " to " +
+                  MoneyOf(db, to).code + "; give --to-amount (or set one with 'rate')";
+        return false;
+      }
+      to_amount = MoneyOf(db, to).Round(amount * rate);
     }
   }
 
