@@ -28,6 +28,26 @@ struct Node {
   double Balance = 0;  // account rows: its own currency; group rows: the group's currency
   // The currency Balance is in (the default currency for the overall row).
   uint64_t CurrencyID = 0;
+
+  // --- Transaction list rows ---
+  std::vector<std::shared_ptr<Node>> FilteredNodes;  // children passing the filter, in order
+  std::shared_ptr<TTransaction> Transaction;
+  std::shared_ptr<TSplit> Split;
+  std::shared_ptr<TCategory> Category;
+  ADate Date;         // date headers, transactions and splits
+  uint32_t Time = 0;  // transactions and splits: time of day in ms
+  bool Cleared = true;
+  uint64_t CategoryID = 0;
+  std::wstring CategoryName;
+  uint32_t CategoryIcon = 0;
+  uint64_t PayeeID = 0;
+  std::wstring PayeeName;
+  uint32_t PayeeIcon = 0;
+  std::wstring WithdrawAccountName, TargetAccountName;
+  uint32_t WithdrawAccountIcon = 0, TargetAccountIcon = 0;
+  double WithdrawAmount = 0, TargetAmount = 0, Quantity = 0;
+  double Amount = 0;  // transactions: in the list currency; rows with children: the total
+  double Tax = 0, Price = 0;
 };
 
 using Rows = std::vector<std::shared_ptr<Node>>;
