@@ -43,7 +43,8 @@ constexpr std::string_view kUsage =
     "  add FILE (--expense | --income | --transfer) --amount X --account A [...]\n"
     "                                   add a transaction\n"
     "  edit FILE ID [...]               change a transaction\n"
-    "  delete FILE ID                   delete a transaction\n"
+    "  delete FILE ID...                delete transactions, splits and categories\n"
+    "  make-group FILE ID ID...         make a split of transactions\n"
     "  summary FILE                     accounts, balances and transaction counts\n"
     "  account move FILE ROW (--above ROW | --on GROUP | --end)\n"
     "                                   reorder the account list, regroup an account\n"
@@ -284,6 +285,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"add", AddCommand},
       {"edit", EditCommand},
       {"delete", DeleteCommand},
+      {"make-group", MakeGroupCommand},
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},

@@ -48,6 +48,7 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err);
 int AddCommand(const Args& args, std::ostream& out, std::ostream& err);           // transactions.cc
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
+int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err);     // transactions.cc
 // The account list's moves and deletions (account_list_commands.cc).
 int AccountCommand(const Args& args, std::ostream& out, std::ostream& err);
 int GroupCommand(const Args& args, std::ostream& out, std::ostream& err);

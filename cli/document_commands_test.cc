@@ -357,6 +357,37 @@ TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance
   }
 }
 
+TEST_F(DocumentCommandsTest, MakeGroupAndDeleteWorkAsTheListsCommands) {
+  auto add = [&](const std::string& amount, const std::string& category) {
+    Outcome o = Cli({"add", book, "--expense", "--amount", amount, "--account", "Main",
+                     "--category", category, "--json"});
+    return std::to_string(Json::parse(o.out)["id"].get<uint64_t>());
+  };
+  const std::string a = add("1", "Zebras"), b = add("2", "Zebras/Lego");
+  Outcome grouped = Cli({"make-group", book, a, b});
+  ASSERT_EQ(grouped.status, kExitOK) << grouped.err;
+  const std::string split = grouped.out.substr(grouped.out.rfind(' ') + 1, std::string::npos);
+  EXPECT_EQ(Cli({"make-group", book, a}).status, kExitUsage);
+  EXPECT_EQ(Cli({"make-group", book, a, "12345"}).status, kExitFailed);
+  // The split goes with its parts; a category goes, its child moves up.
+  std::string toys;
+  for (const Json& c : Json::parse(Cli({"categories", book, "--json"}).out)) {
+    if (c["name"] == "Zebras") toys = std::to_string(c["id"].get<uint64_t>());
+  }
+  ASSERT_FALSE(toys.empty());
+  Outcome deleted = Cli({"delete", book, split.substr(0, split.size() - 1), toys});
+  EXPECT_EQ(deleted.status, kExitOK) << deleted.err;
+  EXPECT_EQ(Transactions(book), 0u);
+  bool lego_on_top = false;
+  for (const Json& c : Json::parse(Cli({"categories", book, "--json"}).out)) {
+    lego_on_top = lego_on_top || c["name"] == "Lego";
+  }
+  EXPECT_TRUE(lego_on_top);
+  const std::string c = add("3", "Lego");
+  EXPECT_EQ(Cli({"delete", book, c, "999"}).status, kExitFailed);  // nothing deleted
+  EXPECT_EQ(Transactions(book), 1u);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;

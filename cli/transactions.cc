@@ -9,6 +9,7 @@
 #include "cli/book_session.h"
 #include "core/records/scheduled_transaction.h"
 #include "lists/period_selection.h"
+#include "lists/transaction_list.h"
 #include "platform/unicode.h"
 
 namespace vemra::cli {
@@ -50,9 +51,17 @@ constexpr std::string_view kEditUsage =
     "--category, --payee, --name or --comment clears it.\n";
 
 constexpr std::string_view kDeleteUsage =
-    "usage: kestrum-cli delete FILE ID\n"
+    "usage: kestrum-cli delete FILE ID...\n"
     "\n"
-    "Deletes the transaction (or scheduled transaction) ID.\n";
+    "Deletes transactions (or scheduled transactions), splits and categories by ID, as the\n"
+    "transaction list's Delete does: a split with all its parts, a category with its children\n"
+    "moved up to its parent. One undo step, no question asked.\n";
+
+constexpr std::string_view kMakeGroupUsage =
+    "usage: kestrum-cli make-group FILE ID ID...\n"
+    "\n"
+    "Makes a split named \"Split\" of two transactions or more (none of them scheduled), from\n"
+    "the first one's account, date and time, as the transaction list's Make group does.\n";
 
 // ---- transactions ----
 
@@ -659,21 +668,123 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
   });
 }
 
-int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  const Shape shape{kDeleteUsage, {}, {}, 2, 2, "delete takes FILE and a transaction ID",
-                    AlwaysChanges};
-  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
-    TTransaction t;
-    if (!FindTransaction(db, p.positional[1], t)) {
-      return Refuse(err, "no transaction " + p.positional[1]);
+namespace {
+
+// The list row a record ID stands for (transaction, scheduled transaction, split or category),
+// as the list's Delete and Make group see it; Type 0 when there is no such visible record.
+lists::Node RowOfID(Book& db, const std::string& word) {
+  lists::Node row;
+  uint64_t id = 0;
+  if (!ParseCount(word, id) || id == 0) return row;
+  for (uint32_t table = 0; table < kTableCount; ++table) {
+    const TBaseEntry* e = db.FindEntry(id, table);
+    if (e == nullptr) continue;
+    const uint32_t type = e->Header.Type;
+    if ((type == etTransaction || type == etScheduledTransaction) &&
+        !db.Transactions().IsHidden(id)) {
+      row.Type = NodeType::Transaction;
+      row.Transaction = std::make_shared<TTransaction>(db.Transactions().GetTransaction(id));
+    } else if (type == etSplit) {
+      row.Type = NodeType::Split;
+    } else if (type == etCategory && !db.Categories().IsHidden(id)) {
+      row.Type = NodeType::Category;
     }
-    if (!db.Transactions().DeleteTransaction(t.Header.ID)) {
-      return Refuse(err, "transaction " + p.positional[1] + " is read-only");
+    row.ID = row.Type != 0 ? id : 0;
+    return row;
+  }
+  return row;
+}
+
+// The rows named by the words after FILE; false with `problem` for a word naming none.
+bool RowsOf(Document& d, const Parsed& p, std::vector<lists::Node>& rows, std::string& problem) {
+  d.Sync([&] {
+    for (size_t i = 1; i < p.positional.size() && problem.empty(); ++i) {
+      lists::Node row = RowOfID(d.database(), p.positional[i]);
+      if (row.Type == 0) problem = "no transaction, split or category " + p.positional[i];
+      rows.push_back(std::move(row));
     }
-    if (int status = session.Save(err); status != kExitOK) return status;
-    out << "deleted " << Describe(db, t) << "\n";
-    return kExitOK;
   });
+  return problem.empty();
+}
+
+}  // namespace
+
+int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{kDeleteUsage, {}, {}, 2, SIZE_MAX, "delete takes FILE and one ID or more",
+                    AlwaysChanges};
+  Parsed p;
+  Session session;
+  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
+    return status;
+  }
+  Document& d = session.document();
+  std::vector<lists::Node> rows;
+  std::string problem;
+  if (!RowsOf(d, p, rows, problem)) return session.Finish(Refuse(err, problem), err);
+  // What the rows were, said before they go.
+  std::vector<std::string> said;
+  d.Sync([&] {
+    for (const lists::Node& row : rows) {
+      if (row.Type == NodeType::Transaction) {
+        said.push_back(Describe(d.database(), *row.Transaction));
+      } else {
+        said.push_back(std::string(row.Type == NodeType::Split ? "split " : "category ") +
+                       std::to_string(row.ID));
+      }
+    }
+  });
+  std::vector<const lists::Node*> pointers;
+  for (const lists::Node& row : rows) pointers.push_back(&row);
+  lists::TransactionList list(d);
+  if (!list.deleteRows(pointers)) return session.Finish(Refuse(err, "nothing to delete"), err);
+  // A row that is still there was refused (another user's read-only record).
+  std::vector<std::string> refused;
+  d.Sync([&] {
+    for (const lists::Node& row : rows) {
+      if (RowOfID(d.database(), std::to_string(row.ID)).Type != 0) {
+        refused.push_back(std::to_string(row.ID));
+      }
+    }
+  });
+  if (int status = session.Save(err); status != kExitOK) return session.Finish(status, err);
+  for (size_t i = 0; i < rows.size(); ++i) {
+    if (std::find(refused.begin(), refused.end(), std::to_string(rows[i].ID)) == refused.end()) {
+      out << "deleted " << said[i] << "\n";
+    }
+  }
+  for (const std::string& id : refused) err << "kestrum-cli: " << id << " is read-only\n";
+  return session.Finish(refused.empty() ? kExitOK : kExitFailed, err);
+}
+
+int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  const Shape shape{
+      kMakeGroupUsage, {}, {}, 3, SIZE_MAX, "make-group takes FILE and two transaction IDs or more",
+      AlwaysChanges};
+  Parsed p;
+  Session session;
+  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
+    return status;
+  }
+  Document& d = session.document();
+  std::vector<lists::Node> rows;
+  std::string problem;
+  if (!RowsOf(d, p, rows, problem)) return session.Finish(Refuse(err, problem), err);
+  std::vector<const lists::Node*> pointers;
+  std::vector<uint64_t> ids;
+  for (const lists::Node& row : rows) {
+    pointers.push_back(&row);
+    ids.push_back(row.ID);
+  }
+  if (!lists::TransactionList::canMakeGroup(pointers)) {
+    return session.Finish(
+        Refuse(err, "a group is made of two transactions or more, none of them scheduled"), err);
+  }
+  lists::TransactionList list(d);
+  const uint64_t split = list.makeGroup(ids);
+  if (split == 0) return session.Finish(Refuse(err, "the transactions could not be grouped"), err);
+  if (int status = session.Save(err); status != kExitOK) return session.Finish(status, err);
+  out << "grouped " << ids.size() << " transactions into split " << split << "\n";
+  return session.Finish(kExitOK, err);
 }
 
 }  // namespace vemra::cli
