@@ -69,17 +69,17 @@ TEST_F(BookCommandsTest, NewBookTakesExpensesIncomesAndTransfersAndShowsThem) {
 
   Json month = Month({"--group-by", "kind"});
   // Incomes, expenses, transfers; the uncleared expense is listed but left out of the total.
-  ASSERT_EQ(month["nodes"].size(), 3u);
-  EXPECT_EQ(month["nodes"][0]["total"], 1000.0);
-  EXPECT_EQ(month["nodes"][1]["total"], -12.3);
-  EXPECT_EQ(month["nodes"][1]["children"].size(), 2u);
-  EXPECT_EQ(month["nodes"][2]["total"], 0.0);
+  ASSERT_EQ(month["rows"].size(), 3u);
+  EXPECT_EQ(month["rows"][0]["amount"], 1000.0);
+  EXPECT_EQ(month["rows"][1]["amount"], -12.3);
+  EXPECT_EQ(month["rows"][1]["children"].size(), 2u);
+  EXPECT_EQ(month["rows"][2]["amount"], 0.0);
 
   Json by_category = Month({"--group-by", "category"});
-  const Json& food = by_category["nodes"][1]["children"].back();
+  const Json& food = by_category["rows"][1]["children"].back();
   EXPECT_EQ(food["type"], "category");
   EXPECT_EQ(food["children"][0]["name"], "Super Groceries");
-  EXPECT_EQ(food["children"][0]["children"][0]["id"], groceries);
+  EXPECT_EQ(food["children"][0]["children"][0]["ID"], groceries);
 
   ASSERT_EQ(Cli({"edit", book, std::to_string(groceries), "--amount", "20", "--cleared"}).status,
             kExitOK);

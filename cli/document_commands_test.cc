@@ -261,7 +261,7 @@ TEST_F(DocumentCommandsTest, ViewStoresThePeriodAndTheClosedAccountsOption) {
   // The transaction list opens on the stored period.
   Outcome listed = Cli({"transactions", book, "--json"});
   ASSERT_EQ(listed.status, kExitOK) << listed.err;
-  EXPECT_EQ(Cli({"transactions", book}).out.rfind("Transactions 2019-01-01 to 2019-03-31", 0), 0u);
+  EXPECT_EQ(Cli({"transactions", book}).out.rfind("Q1 2019 (2019-01-01 \u2013 2019-03-31)", 0), 0u);
   EXPECT_EQ(Cli({"view", book, "--period", "custom", "2019-01-01"}).status, kExitUsage);
   EXPECT_EQ(Cli({"view", book, "--hidden-accounts", "maybe"}).status, kExitUsage);
 }
@@ -288,7 +288,7 @@ TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance
         }
       };
       sum(row["children"]);
-      EXPECT_NEAR(row["total"].get<double>(), cleared, 1e-6) << row.dump().substr(0, 80);
+      EXPECT_NEAR(row["amount"].get<double>(), cleared, 1e-6) << row.dump().substr(0, 80);
       EXPECT_NEAR(row.value("uncleared", 0.0), pending, 1e-6);
       ++groups;
       check(row["children"]);
@@ -303,8 +303,8 @@ TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance
   for (int i = 0; i < 3; ++i) ASSERT_EQ(Add("1").status, kExitOK);
   Json day = Json::parse(
       Cli({"transactions", book, "--period", "day", "--currency", "EUR", "--json"}).out);
-  ASSERT_EQ(day["nodes"].size(), 1u);
-  EXPECT_DOUBLE_EQ(day["nodes"][0]["total"].get<double>(), -2.79);
+  ASSERT_EQ(day["rows"].size(), 1u);
+  EXPECT_DOUBLE_EQ(day["rows"][0]["amount"].get<double>(), -2.79);
   // A currency without any rate says so instead of converting at 1.
   Json currencies = Json::parse(Cli({"currencies", book, "--json"}).out);
   for (const Json& c : currencies) {
@@ -386,6 +386,40 @@ TEST_F(DocumentCommandsTest, MakeGroupAndDeleteWorkAsTheListsCommands) {
   const std::string c = add("3", "Lego");
   EXPECT_EQ(Cli({"delete", book, c, "999"}).status, kExitFailed);  // nothing deleted
   EXPECT_EQ(Transactions(book), 1u);
+}
+
+TEST_F(DocumentCommandsTest, TransactionsSearchSortAndFollowTheSelectionCurrency) {
+  for (const auto& [amount, name] : std::vector<std::pair<std::string, std::string>>{
+           {"3", "Morning coffee"}, {"9", "Bread"}, {"5", "Iced Coffee"}}) {
+    ASSERT_EQ(
+        Cli({"add", book, "--expense", "--amount", amount, "--account", "Main", "--name", name})
+            .status,
+        kExitOK);
+  }
+  auto names = [&](const Args& extra) {
+    Args args{"transactions", book, "--period", "day", "--json"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    Json j = Json::parse(Cli(args).out);
+    std::vector<std::string> out;
+    for (const Json& day : j["rows"]) {
+      for (const Json& row : day["children"]) out.push_back(row["name"]);
+    }
+    return out;
+  };
+  // Expenses are negative: descending puts the smaller one first.
+  EXPECT_EQ(names({"--search", "COFFEE", "--sort", "-amount"}),
+            (std::vector<std::string>{"Morning coffee", "Iced Coffee"}));
+  EXPECT_EQ(names({"--sort", "name"}),
+            (std::vector<std::string>{"Bread", "Iced Coffee", "Morning coffee"}));
+  EXPECT_EQ(names({"--sort", "amount,name"}),
+            (std::vector<std::string>{"Bread", "Iced Coffee", "Morning coffee"}));
+  EXPECT_TRUE(names({"--search", "tea"}).empty());
+  Json j = Json::parse(
+      Cli({"transactions", book, "--period", "day", "--json", "--search", "coffee"}).out);
+  EXPECT_EQ(j["rows"][0]["amount"], -8.0);  // the total of the rows shown
+  EXPECT_EQ(j["search"], "coffee");
+  EXPECT_EQ(Cli({"transactions", book, "--sort", "weight"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"transactions", book, "--group", "Nowhere"}).status, kExitFailed);
 }
 
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {

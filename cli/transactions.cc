@@ -8,8 +8,11 @@
 
 #include "cli/book_session.h"
 #include "core/records/scheduled_transaction.h"
+#include "document/period_text.h"
+#include "lists/account_list.h"
 #include "lists/period_selection.h"
 #include "lists/transaction_list.h"
+#include "platform/localization.h"
 #include "platform/unicode.h"
 
 namespace vemra::cli {
@@ -18,7 +21,8 @@ namespace {
 constexpr std::string_view kTransactionsUsage =
     "usage: kestrum-cli transactions FILE [--from DATE --to DATE | --period PERIOD]\n"
     "           [--at DATE] [--move N] [--group-by date|kind|category|payee|split]\n"
-    "           [--account NAME_OR_ID]... [--currency CODE] [--json]\n"
+    "           [--account NAME_OR_ID]... [--group GROUP] [--currency CODE]\n"
+    "           [--search TEXT] [--sort KEY[,KEY...]] [--json]\n"
     "\n"
     "Shows the transactions of a period as the transaction list does: under a header per day\n"
     "(date, the default) or per kind (kind), optionally grouped below the kind by category or\n"
@@ -28,8 +32,16 @@ constexpr std::string_view kTransactionsUsage =
     "(the first transaction to the later of today and the last one), each the one containing\n"
     "today (or --at DATE); without --period or --from, the period the book was last shown in.\n"
     "--move N steps the period forward, or back when negative, as the period control does.\n"
-    "DATE is YYYY-MM-DD. Amounts are in CODE (default: the default currency); --account\n"
-    "(repeatable) restricts the list to those accounts.\n";
+    "DATE is YYYY-MM-DD. --account (repeatable) restricts the list to those accounts, --group\n"
+    "to the accounts of an account group; amounts are in CODE, else in the currency of the one\n"
+    "account (or group) chosen, else in the default currency. --search keeps the transactions\n"
+    "whose description holds TEXT (any letter case); --sort orders the rows under each header\n"
+    "by KEY[,KEY...] (date, name, comment, category, payee, amount, balance, quantity, price;\n"
+    "'-' before a key for descending).\n"
+    "JSON: {\"period\": {\"begin\", \"end\", \"text\"}, \"currency\", \"groupBy\", \"search\",\n"
+    "\"rows\": [{\"type\", \"ID\", \"title\" or \"name\", \"date\", \"time\", \"amount\", "
+    "\"balance\",\n"
+    "\"quantity\", \"price\", \"cleared\", \"ghost\", \"category\", \"payee\", \"children\"}]}.\n";
 
 constexpr std::string_view kAddUsage =
     "usage: kestrum-cli add FILE (--expense | --income | --transfer) --amount X --account A\n"
@@ -121,87 +133,87 @@ bool ChoosePeriod(Book& db, const Parsed& p, TimeInterval& period, std::string& 
   return true;
 }
 
-// Writes one transaction tree, text or JSON.
-class TreePrinter {
+// Writes the rows of the transaction list, text or JSON.
+class RowPrinter {
  public:
-  TreePrinter(Book& db, const Money& money, bool by_days, int group_by)
+  RowPrinter(Book& db, const Money& money, bool by_days, int group_by)
       : db_(db), money_(money), by_days_(by_days), group_by_(group_by) {}
 
-  // The total of the cleared (or, with `uncleared`, the uncleared) transactions under `node`,
+  // The total of the cleared (or, with `uncleared`, the uncleared) transactions under `row`,
   // each rounded to the currency's minor unit first, so that a total is the sum of the rows
   // shown, to the cent. `count` (when given) is increased by the transactions summed.
-  double Total(const Node& node, bool uncleared = false, size_t* count = nullptr) const {
+  double Total(const lists::Node& row, bool uncleared = false, size_t* count = nullptr) const {
     double sum = 0;
-    if (node.Type == NodeType::Transaction && (node.Transaction->Data.Cleared == 0) == uncleared) {
-      sum += money_.Round(node.Transaction->Amount);
+    if (row.Type == NodeType::Transaction && row.Cleared != uncleared) {
+      sum += money_.Round(row.Amount);
       if (count != nullptr) ++*count;
     }
-    for (const auto& child : node.Children) sum += Total(*child, uncleared, count);
+    for (const auto& child : row.FilteredNodes) sum += Total(*child, uncleared, count);
     return money_.Round(sum);
   }
 
   // "  (+$3,200.00 uncleared)" for a group holding uncleared transactions, else empty.
-  std::string UnclearedNote(const Node& node) const {
+  std::string UnclearedNote(const lists::Node& row) const {
     size_t count = 0;
-    const double sum = Total(node, true, &count);
+    const double sum = Total(row, true, &count);
     if (count == 0) return "";
     const std::string shown = money_.Format(sum);
     return "  (" + std::string(shown[0] == '-' ? "" : "+") + shown + " uncleared)";
   }
 
-  void Write(const NodeList& nodes, int depth, std::string& out) {
-    for (const auto& n : nodes) {
+  void Write(const std::vector<std::shared_ptr<lists::Node>>& rows, int depth, std::string& out) {
+    for (const auto& n : rows) {
       // Every line puts its amount in the same column, however deep it stands.
       std::string line(2 * depth, ' ');
       size_t left = (by_days_ ? kLeftColumns : kLeftColumns + 11) - line.size();
       if (n->Type == NodeType::Transaction) {
-        line += Row(*n->Transaction, left);
+        line += Row(*n, left);
       } else {
         line += Fit(Label(*n), std::max<size_t>(left, 12) - 1) + " " +
                 PadLeft(money_.Format(Total(*n)), 14) + UnclearedNote(*n);
       }
       out += line + "\n";
-      Write(n->Children, depth + 1, out);
+      Write(n->FilteredNodes, depth + 1, out);
     }
   }
 
-  Json ToJson(const NodeList& nodes) {
+  Json ToJson(const std::vector<std::shared_ptr<lists::Node>>& rows) {
     Json list = Json::array();
-    for (const auto& n : nodes) {
+    for (const auto& n : rows) {
       Json j;
+      j["type"] = TypeName(n->Type);
+      j["ID"] = n->ID;
       if (n->Type == NodeType::Transaction) {
         const TTransaction& t = *n->Transaction;
-        j["type"] = "transaction";
-        j["id"] = t.IsGhost ? 0 : t.Header.ID;
         if (t.IsGhost) j["schedule"] = t.ScheduleID;
-        j["date"] = FormatDate(t.Data.Date);
-        j["time"] = TimeText(t.Data.Time);
+        j["name"] = TextToUtf8(n->Name);
+        j["date"] = FormatDate(n->Date);
+        j["time"] = TimeText(n->Time);
         j["kind"] = KindName(TransactionKind(t));
         j["account"] = AccountName(
             db_, t.Data.WithdrawAccountID != 0 ? t.Data.WithdrawAccountID : t.Data.TargetAccountID);
         if (t.IsTransfer()) j["to_account"] = AccountName(db_, t.Data.TargetAccountID);
-        j["category"] = CategoryPath(db_, t.Categories.CategoryID);
-        j["payee"] = CategoryPath(db_, t.Categories.PayeeID);
-        j["name"] = Text(db_, t.Data.NameID);
-        j["amount"] = money_.Round(t.Amount);
+        j["category"] = CategoryPath(db_, n->CategoryID);
+        j["payee"] = CategoryPath(db_, n->PayeeID);
+        j["amount"] = money_.Round(n->Amount);
         j["balance"] = money_.Round(n->Balance);
-        j["cleared"] = t.Data.Cleared != 0;
+        j["quantity"] = n->Quantity;
+        j["price"] = n->Price;
+        j["cleared"] = n->Cleared;
+        j["ghost"] = t.IsGhost;
       } else {
-        j["type"] = TypeName(n->Type);
         if (n->Type == NodeType::DateHeader) j["date"] = FormatDate(n->Date);
-        if (n->Type == NodeType::Category) {
-          j["id"] = n->Category->Header.ID;
-          j["name"] = Text(db_, n->Category->Data.NameID);
+        if (n->Type == NodeType::Split || n->Type == NodeType::Category) {
+          j["name"] = TextToUtf8(n->Name);
+        } else {
+          j["title"] = Label(*n);
         }
-        if (n->Type == NodeType::Split) {
-          j["id"] = n->Split->Header.ID;
-          j["name"] = Text(db_, n->Split->Data.NameID);
-        }
-        j["total"] = Total(*n);
+        j["amount"] = Total(*n);
         size_t uncleared = 0;
         const double pending = Total(*n, true, &uncleared);
         if (uncleared != 0) j["uncleared"] = pending;
-        j["children"] = ToJson(n->Children);
+        if (n->Type == NodeType::Split) j["balance"] = money_.Round(n->Balance);
+        j["children"] = ToJson(n->FilteredNodes);
       }
       list.push_back(std::move(j));
     }
@@ -214,13 +226,15 @@ class TreePrinter {
       case NodeType::DateHeader:
         return "date";
       case NodeType::ExpenseHeader:
-        return "expenses";
+        return "expense";
       case NodeType::IncomeHeader:
-        return "incomes";
+        return "income";
       case NodeType::TransferHeader:
-        return "transfers";
+        return "transfer";
       case NodeType::Split:
         return "split";
+      case NodeType::Transaction:
+        return "transaction";
       default:
         return "category";
     }
@@ -234,22 +248,20 @@ class TreePrinter {
     return buf;
   }
 
-  std::string Label(const Node& n) {
+  std::string Label(const lists::Node& n) {
     switch (n.Type) {
       case NodeType::DateHeader:
         return FormatDate(n.Date);
       case NodeType::ExpenseHeader:
         return "Expenses";
       case NodeType::IncomeHeader:
-        return "Incomes";
+        return "Income";
       case NodeType::TransferHeader:
         return "Transfers";
-      case NodeType::Split: {
-        std::string name = Text(db_, n.Split->Data.NameID);
-        return "Split" + (name.empty() ? "" : " \"" + name + "\"");
-      }
+      case NodeType::Split:
+        return "Split \"" + TextToUtf8(n.Name) + "\"";
       default:
-        return Text(db_, n.Category->Data.NameID);
+        return TextToUtf8(n.Name);
     }
   }
 
@@ -257,7 +269,8 @@ class TreePrinter {
   static constexpr size_t kLeftColumns = 72;
 
   // One transaction; its columns before the amount take `left` characters.
-  std::string Row(const TTransaction& t, size_t left) {
+  std::string Row(const lists::Node& n, size_t left) {
+    const TTransaction& t = *n.Transaction;
     std::string accounts = AccountName(db_, t.Data.WithdrawAccountID);
     if (t.IsTransfer()) accounts += " -> " + AccountName(db_, t.Data.TargetAccountID);
     if (t.Data.WithdrawAccountID == 0) accounts = AccountName(db_, t.Data.TargetAccountID);
@@ -266,16 +279,15 @@ class TreePrinter {
     auto add = [&](const std::string& part) {
       if (!part.empty()) what += (what.empty() ? "" : ", ") + part;
     };
-    if (group_by_ != GroupBy::Category) add(CategoryPath(db_, t.Categories.CategoryID));
-    if (group_by_ != GroupBy::Payee) add(CategoryPath(db_, t.Categories.PayeeID));
-    std::string name = Text(db_, t.Data.NameID);
-    if (!name.empty()) add("\"" + name + "\"");
-    std::string mark = t.Data.Cleared == 0 ? "!" : t.IsGhost ? "~" : " ";
-    std::string start = (by_days_ ? "" : FormatDate(t.Data.Date) + " ") +
-                        Pad(TimeText(t.Data.Time), 5) + " " + mark + " " + Fit(accounts, 20) + " ";
+    if (group_by_ != GroupBy::Category) add(CategoryPath(db_, n.CategoryID));
+    if (group_by_ != GroupBy::Payee) add(CategoryPath(db_, n.PayeeID));
+    if (!n.Name.empty()) add("\"" + TextToUtf8(n.Name) + "\"");
+    std::string mark = !n.Cleared ? "!" : t.IsGhost ? "~" : " ";
+    std::string start = (by_days_ ? "" : FormatDate(n.Date) + " ") + Pad(TimeText(n.Time), 5) +
+                        " " + mark + " " + Fit(accounts, 20) + " ";
     size_t rest = left > start.size() + 12 ? left - start.size() : 12;
-    return start + Fit(what, rest - 1) + " " + PadLeft(money_.Format(t.Amount), 14) + " " +
-           PadLeft(money_.Format(t.Balance), 16);
+    return start + Fit(what, rest - 1) + " " + PadLeft(money_.Format(n.Amount), 14) + " " +
+           PadLeft(money_.Format(n.Balance), 16);
   }
 
   Book& db_;
@@ -568,13 +580,13 @@ bool FindTransaction(Book& db, const std::string& word, TTransaction& t) {
 }  // namespace
 
 int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) {
-  const Shape shape{
-      kTransactionsUsage,
-      {"--from", "--to", "--period", "--at", "--move", "--group-by", "--account", "--currency"},
-      {"--json"},
-      1,
-      1,
-      "transactions takes one FILE"};
+  const Shape shape{kTransactionsUsage,
+                    {"--from", "--to", "--period", "--at", "--move", "--group-by", "--account",
+                     "--group", "--currency", "--search", "--sort"},
+                    {"--json"},
+                    1,
+                    1,
+                    "transactions takes one FILE"};
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session&) -> int {
     std::string problem;
     static const std::map<std::string, std::pair<bool, int>> kGroupings = {
@@ -587,40 +599,99 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
     if (grouping == kGroupings.end()) {
       return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");
     }
-    if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
-    uint64_t currency = db.Currencies().GetDefaultCurrencyID();
-    if (const std::string* code = p.Last("--currency")) {
-      currency = CurrencyByCode(db, *code);
-      if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
+    std::vector<lists::SortKey> sort;
+    if (const std::string* keys = p.Last("--sort")) {
+      static const std::set<std::string> kKeys = {
+          "date", "name", "comment", "category", "payee", "amount", "balance", "quantity", "price"};
+      size_t start = 0;
+      while (start <= keys->size()) {
+        size_t comma = keys->find(',', start);
+        std::string key = keys->substr(start, comma - start);
+        lists::SortKey k;
+        if (!key.empty() && key[0] == '-') {
+          k.ascending = false;
+          key.erase(0, 1);
+        }
+        if (kKeys.count(key) == 0) {
+          return Usage(err, kTransactionsUsage, "unknown sort key '" + key + "'");
+        }
+        k.key = key;
+        sort.push_back(k);
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+      }
     }
-    std::set<uint64_t> accounts;
+    if (!ChoosePeriod(db, p, db.Period, problem)) return Usage(err, kTransactionsUsage, problem);
+    // The accounts and currency of an account-list selection: accounts or a group's accounts;
+    // the currency of the one account (or group) chosen, else the default one.
+    std::vector<uint64_t> accounts;
+    uint64_t chosen_currency = 0;
     if (p.Has("--account")) {
       for (const std::string& key : p.options.at("--account")) {
         uint64_t id = FindAccount(db, key, problem);
         if (id == 0) return Refuse(err, problem);
-        accounts.insert(id);
+        accounts.push_back(id);
+        chosen_currency = db.Accounts().GetCurrencyID(id);
       }
     }
+    if (const std::string* group = p.Last("--group")) {
+      const lists::Rows rows = lists::AccountList::BuildRows(db);
+      const lists::Node* found = nullptr;
+      uint64_t id = 0;
+      const bool numeric = ParseCount(*group, id);
+      for (const auto& row : rows) {
+        if (row->Type == NodeType::Group &&
+            ((numeric && row->ID == id) || Folded(row->Name) == Folded(Utf8ToWide(*group)))) {
+          found = row.get();
+        }
+      }
+      if (found == nullptr) return Refuse(err, "no account group '" + *group + "'");
+      for (const auto& child : found->AllNodes) accounts.push_back(child->ID);
+      if (accounts.empty()) return Refuse(err, "the group '" + *group + "' holds no accounts");
+      chosen_currency = found->CurrencyID;
+    }
+    uint64_t currency =
+        accounts.size() == 1 ? chosen_currency : db.Currencies().GetDefaultCurrencyID();
+    if (const std::string* code = p.Last("--currency")) {
+      currency = CurrencyByCode(db, *code);
+      if (currency == 0) return Refuse(err, "no currency with the code '" + *code + "'");
+    }
+    std::wstring search;
+    if (const std::string* text = p.Last("--search");
+        text != nullptr && !Utf8ToWide(*text, search)) {
+      return Usage(err, kTransactionsUsage, "--search is not UTF-8 text");
+    }
 
-    NodeList tree = db.Transactions().GetTransactionsTree(
-        grouping->second.first, grouping->second.second, currency, accounts);
+    const bool by_days = grouping->second.first;
+    std::shared_ptr<lists::Node> root =
+        lists::TransactionList::BuildRoot(db, by_days, grouping->second.second, currency, accounts);
+    lists::FilterNodes(*root, search);
+    lists::TransactionList::SortTree(*root, sort, by_days);
     Money money = MoneyOf(db, currency);
-    TreePrinter printer(db, money, grouping->second.first, grouping->second.second);
+    RowPrinter printer(db, money, by_days, grouping->second.second);
+    const std::string text =
+        FormatInterval(db.Period, platform::TableLanguage(platform::PreferredLanguage()));
     if (p.Has("--json")) {
       Json j;
-      j["from"] = FormatDate(db.Period.BeginDate);
-      j["to"] = FormatDate(db.Period.EndDate);
+      j["period"] = {{"begin", FormatDate(db.Period.BeginDate)},
+                     {"end", FormatDate(db.Period.EndDate)},
+                     {"text", text}};
       j["currency"] = money.code;
-      j["group_by"] = group_by;
-      j["nodes"] = printer.ToJson(tree);
+      j["groupBy"] = group_by;
+      j["search"] = TextToUtf8(search);
+      j["rows"] = printer.ToJson(root->FilteredNodes);
       WriteJsonLine(out, j);
       return kExitOK;
     }
-    std::string text = "Transactions " + FormatDate(db.Period.BeginDate) + " to " +
-                       FormatDate(db.Period.EndDate) + " in " + money.code +
-                       (accounts.empty() ? ", all accounts" : "") + "\n";
-    printer.Write(tree, 0, text);
-    out << text;
+    std::string names;
+    for (uint64_t id : accounts) names += (names.empty() ? "" : ", ") + AccountName(db, id);
+    std::string head = text + " (" + FormatDate(db.Period.BeginDate) + " \u2013 " +
+                       FormatDate(db.Period.EndDate) + ") \u00B7 " + money.code + " \u00B7 by " +
+                       group_by + (names.empty() ? "" : " \u00B7 " + names) +
+                       (search.empty() ? "" : " \u00B7 search \"" + TextToUtf8(search) + "\"") +
+                       "\n";
+    printer.Write(root->FilteredNodes, 0, head);
+    out << head;
     return kExitOK;
   });
 }

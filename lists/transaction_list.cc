@@ -11,8 +11,6 @@
 namespace vemra::lists {
 namespace {
 
-constexpr int kByDate = 2;
-
 std::wstring TextOf(Book& book, uint64_t id) {
   std::wstring text;
   book.GetString(id, text);
@@ -184,18 +182,34 @@ Node* FindNodeByID(Node& row, uint64_t id) {
 TransactionList::TransactionList(Document& document)
     : document_(document), root_(std::make_shared<Node>()) {}
 
+std::shared_ptr<Node> TransactionList::BuildRoot(Book& book, bool by_days, int group_by,
+                                                 uint64_t currency,
+                                                 const std::vector<uint64_t>& accounts) {
+  if (currency == 0) currency = book.Currencies().GetDefaultCurrencyID();
+  const std::set<uint64_t> chosen(accounts.begin(), accounts.end());
+  auto root = std::make_shared<Node>();
+  for (const auto& core :
+       book.Transactions().GetTransactionsTree(by_days, group_by, currency, chosen)) {
+    root->AllNodes.push_back(MakeRow(book, *core, nullptr));
+  }
+  root->FilteredNodes = root->AllNodes;
+  Calculate(*root);
+  return root;
+}
+
+void TransactionList::SortTree(Node& root, const std::vector<SortKey>& keys, bool by_days) {
+  if (keys.empty()) return;
+  if (by_days && keys.front().key == "date") {
+    SortChildren(root, keys);
+  } else {
+    for (const auto& header : root.FilteredNodes) SortChildren(*header, keys);
+  }
+}
+
 void TransactionList::loadData(std::function<void()> done) {
   document_.queue().Submit([this, done] {
-    Book& book = document_.database();
-    const uint64_t currency = currency_ != 0 ? currency_ : book.Currencies().GetDefaultCurrencyID();
-    const std::set<uint64_t> accounts(accounts_.begin(), accounts_.end());
-    auto root = std::make_shared<Node>();
-    root->Type = 0;
-    const bool by_days = group_by_ == kByDate;
-    for (const auto& core : book.Transactions().GetTransactionsTree(
-             by_days, by_days ? GroupBy::Split : group_by_, currency, accounts)) {
-      root->AllNodes.push_back(MakeRow(book, *core, nullptr));
-    }
+    std::shared_ptr<Node> root =
+        BuildRoot(document_.database(), by_days_, tree_group_, currency_, accounts_);
     FilterNodes(*root, filter_);
     {
       std::lock_guard<std::mutex> lock(mutex_);
@@ -219,13 +233,7 @@ void TransactionList::filterData() {
 }
 
 void TransactionList::sortData() {
-  std::shared_ptr<Node> root = this->root();
-  if (sort_.empty()) return;
-  if (group_by_ == kByDate && sort_.front().key == "date") {
-    SortChildren(*root, sort_);
-  } else {
-    for (const auto& header : root->FilteredNodes) SortChildren(*header, sort_);
-  }
+  SortTree(*root(), sort_, by_days_);
 }
 
 std::shared_ptr<Node> TransactionList::root() const {

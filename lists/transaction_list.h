@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "collections/interfaces.h"
 #include "document/document.h"
 #include "lists/node.h"
 
@@ -51,11 +52,25 @@ class TransactionList {
 
   void setAccounts(std::vector<uint64_t> accounts) { accounts_ = std::move(accounts); }
   void setCurrency(uint64_t currency) { currency_ = currency; }
-  // 2 by date (rows under day headers), 3 by category, 5 by payee (under kind headers).
-  void setGroupBy(int group_by) { group_by_ = group_by; }
+  // 2 by date (rows under day headers, splits grouped), 3 by category, 5 by payee (under
+  // kind headers).
+  void setGroupBy(int group_by) {
+    group_by_ = group_by;
+    by_days_ = group_by == 2;
+    tree_group_ = by_days_ ? GroupBy::Split : group_by;
+  }
   int groupBy() const { return group_by_; }
   void setFilter(std::wstring filter) { filter_ = std::move(filter); }
   void setSort(std::vector<SortKey> keys) { sort_ = std::move(keys); }
+
+  // The root of the rows of `book`'s period: under day headers (`by_days`) or kind headers,
+  // grouped below them as `group_by` (GroupBy) says, in `currency`, for `accounts` (empty:
+  // all). Use on the document's queue.
+  static std::shared_ptr<Node> BuildRoot(Book& book, bool by_days, int group_by,
+                                         uint64_t currency, const std::vector<uint64_t>& accounts);
+  // Sorts the tree under `root` by `keys`: with day headers and "date" first, the headers too;
+  // otherwise only what lies under the top-level rows.
+  static void SortTree(Node& root, const std::vector<SortKey>& keys, bool by_days);
 
   // Rebuilds the tree on the document's queue (the book's period, the accounts, the currency,
   // the grouping), then filters and sorts it; `done` runs on the queue afterwards.
@@ -98,6 +113,8 @@ class TransactionList {
   std::vector<uint64_t> accounts_;
   uint64_t currency_ = 0;
   int group_by_ = 2;
+  bool by_days_ = true;
+  int tree_group_ = 2;  // GroupBy::Split
   std::wstring filter_;
   std::vector<SortKey> sort_;
   mutable std::mutex mutex_;
