@@ -17,7 +17,9 @@
 #include "core/records/transaction.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "lists/account_list.h"
 #include "lists/suggestions.h"
+#include "lists/transaction_list.h"
 #include "platform/log.h"
 #include "platform/unicode.h"
 
@@ -313,6 +315,59 @@ void BM_EditThenRefresh(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_EditThenRefresh)->Apply(Sizes);
+
+// The month list as the views get it: the list rows built from the tree, filtered (no text)
+// and sorted by date; beside BM_TransactionsTreeMonth*, which build the core tree alone.
+void MonthList(benchmark::State& state, bool by_days, int group_by) {
+  Book& db = OpenBook(state.range(0));
+  const ADate today = TodayADate();
+  const int32_t y = YearOf(today), m = MonthOf(today);
+  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  const std::vector<lists::SortKey> by_date = {{"date", true}};
+  size_t rows = 0;
+  for (auto _ : state) {
+    std::shared_ptr<lists::Node> root =
+        lists::TransactionList::BuildRoot(db, by_days, group_by, 0, {});
+    lists::FilterNodes(*root, L"");
+    lists::TransactionList::SortTree(*root, by_date, by_days);
+    rows = root->FilteredNodes.size();
+  }
+  state.counters["top_rows"] = static_cast<double>(rows);
+}
+
+void BM_MonthListByDate(benchmark::State& state) {
+  MonthList(state, true, GroupBy::Split);
+}
+BENCHMARK(BM_MonthListByDate)->Apply(Sizes);
+
+void BM_MonthListByCategory(benchmark::State& state) {
+  MonthList(state, false, GroupBy::Category);
+}
+BENCHMARK(BM_MonthListByCategory)->Apply(Sizes);
+
+// One stored edit, then the account list and the month list rebuilt as the views rebuild them.
+void BM_EditThenLists(benchmark::State& state) {
+  Book& db = OpenBook(state.range(0));
+  const ADate today = TodayADate();
+  const int32_t y = YearOf(today), m = MonthOf(today);
+  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  const uint64_t id = db.GetTable(1).rbegin()->first;
+  const std::vector<lists::SortKey> by_date = {{"date", true}};
+  double amount = 1;
+  for (auto _ : state) {
+    auto e = db.GetEntry(id, 1);
+    static_cast<TTransaction&>(*e).Data.WithdrawAmount = amount;
+    amount += 0.01;
+    db.StoreEntry(std::move(e));
+    benchmark::DoNotOptimize(lists::AccountList::BuildRows(db));
+    std::shared_ptr<lists::Node> root =
+        lists::TransactionList::BuildRoot(db, true, GroupBy::Split, 0, {});
+    lists::FilterNodes(*root, L"");
+    lists::TransactionList::SortTree(*root, by_date, true);
+    benchmark::DoNotOptimize(root);
+  }
+}
+BENCHMARK(BM_EditThenLists)->Apply(Sizes);
 
 void BM_Descriptions(benchmark::State& state) {
   Book& db = OpenBook(state.range(0));
