@@ -286,8 +286,14 @@ class RowPrinter {
     std::string start = (by_days_ ? "" : FormatDate(n.Date) + " ") + Pad(TimeText(n.Time), 5) +
                         " " + mark + " " + Fit(accounts, 20) + " ";
     size_t rest = left > start.size() + 12 ? left - start.size() : 12;
-    return start + Fit(what, rest - 1) + " " + PadLeft(money_.Format(n.Amount), 14) + " " +
-           PadLeft(money_.Format(n.Balance), 16);
+    std::string line = start + Fit(what, rest - 1) + " " + PadLeft(money_.Format(n.Amount), 14) +
+                       " " + PadLeft(money_.Format(n.Balance), 16);
+    // A transfer between two accounts shown nets to nothing; say what it moved.
+    if (t.IsTransfer() && money_.Round(n.Amount) == 0 && t.Data.WithdrawAmount != 0) {
+      const Money from = MoneyOf(db_, db_.Accounts().GetCurrencyID(t.Data.WithdrawAccountID));
+      line += "  (moves " + from.Format(t.Data.WithdrawAmount) + ")";
+    }
+    return line;
   }
 
   Book& db_;

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <deque>
 #include <filesystem>
+#include <random>
 
 #include "core/streams/atomic_file.h"
 #include "core/streams/input_stream.h"
@@ -260,7 +261,10 @@ void Document::post(const std::string& name) {
 
 // ---- Creation, reading, saving ----
 
-Document::Document() : book_(std::make_unique<Book>()) {
+Document::Document()
+    : book_(std::make_unique<Book>()),
+      instance_token_((uint64_t{std::random_device{}()} << 32) ^ std::random_device{}() ^
+                      reinterpret_cast<uintptr_t>(this)) {
   platform::LogLine("init");
 }
 

@@ -167,6 +167,9 @@ class Document {
   void Sync(const std::function<void()>& task) { queue_.Sync(task); }
   // The path of the file (empty while untitled).
   std::string path() const;
+  // A random number that tells this open document from every other one (drag payloads carry
+  // it, so that drops from another document are refused). Fixed for the document's life.
+  uint64_t instanceToken() const { return instance_token_; }
   bool loaded();
   const RestoreReport& Restored() const { return restored_; }
 
@@ -262,6 +265,7 @@ class Document {
   void Unobserve(uint64_t id);
 
   std::unique_ptr<Book> book_;
+  const uint64_t instance_token_;
   platform::SerialQueue queue_{"data base queue"};
   platform::SerialQueue writer_{"journal writer"};
 

@@ -66,8 +66,8 @@ class TransactionList {
   // The root of the rows of `book`'s period: under day headers (`by_days`) or kind headers,
   // grouped below them as `group_by` (GroupBy) says, in `currency`, for `accounts` (empty:
   // all). Use on the document's queue.
-  static std::shared_ptr<Node> BuildRoot(Book& book, bool by_days, int group_by,
-                                         uint64_t currency, const std::vector<uint64_t>& accounts);
+  static std::shared_ptr<Node> BuildRoot(Book& book, bool by_days, int group_by, uint64_t currency,
+                                         const std::vector<uint64_t>& accounts);
   // Sorts the tree under `root` by `keys`: with day headers and "date" first, the headers too;
   // otherwise only what lies under the top-level rows.
   static void SortTree(Node& root, const std::vector<SortKey>& keys, bool by_days);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "collections/interfaces.h"
+#include "lists/pasteboard.h"
 #include "platform/clock.h"
 
 namespace vemra::lists {
@@ -183,6 +186,20 @@ TEST_F(TransactionListTest, MakeGroupDeleteAndWriteBack) {
   document.doUndo("edit");
   list.loadDataAndWait();
   EXPECT_EQ(FindNodeByID(*list.root(), salary)->Name, L"Salary");
+}
+
+TEST(PasteboardTest, PayloadsAreLittleEndianAndTiedToTheirDocument) {
+  Document a, b;
+  ASSERT_NE(a.instanceToken(), b.instanceToken());
+  const std::vector<uint8_t> payload = PasteboardPayload(0x0102030405060708, a.instanceToken());
+  ASSERT_EQ(payload.size(), 16u);
+  const std::vector<uint8_t> head = {0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01};
+  EXPECT_TRUE(std::equal(head.begin(), head.end(), payload.begin()));
+  uint64_t value = 0;
+  EXPECT_TRUE(ReadPasteboardPayload(payload, a.instanceToken(), value));
+  EXPECT_EQ(value, 0x0102030405060708u);
+  EXPECT_FALSE(ReadPasteboardPayload(payload, b.instanceToken(), value));  // another document
+  EXPECT_FALSE(ReadPasteboardPayload({1, 2, 3}, a.instanceToken(), value));
 }
 
 }  // namespace
