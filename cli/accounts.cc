@@ -52,14 +52,20 @@ int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
       j["name"] = TextToUtf8(row.Name);
       j["currency"] = m.code;
       j["balance"] = m.Round(row.Balance);
-      if (row.Type == NodeType::Account) j["closed"] = row.Account->Data.Visible == 0;
+      if (row.Type == NodeType::Account) {
+        j["closed"] = row.Account->Data.Visible == 0;
+        double rate = 0;
+        j["rate"] =
+            db.FindExRate(row.CurrencyID, overall.CurrencyID, rate) ? Json(rate) : Json(nullptr);
+      }
       return j;
     };
     Json ungrouped = Json::array(), groups = Json::array();
     std::string text;
     for (size_t i = 1; i < rows.size(); ++i) {
       const lists::Node& row = *rows[i];
-      const std::string balance = PadLeft(MoneyOf(db, row.CurrencyID).Format(row.Balance), 18);
+      const std::string balance =
+          PadLeft(MoneyOf(db, row.CurrencyID).Format(row.Balance), 18) + (row.NoRate ? "?" : "");
       const std::string closed =
           row.Type == NodeType::Account && row.Account->Data.Visible == 0 ? "  (closed)" : "";
       if (row.Type == NodeType::Group) {
@@ -85,8 +91,12 @@ int AccountsCommand(const Args& args, std::ostream& out, std::ostream& err) {
       return kExitOK;
     }
     out << Pad("Balance (" + home_money.code + ")", 34) << " "
-        << PadLeft(home_money.Format(overall.Balance), 18) << "\n"
+        << PadLeft(home_money.Format(overall.Balance), 18) << (overall.NoRate ? "?" : "") << "\n"
         << text;
+    if (overall.NoRate) {
+      out << "? a balance in a currency without any exchange rate is counted unconverted; set\n"
+             "  one with 'kestrum-cli rate FILE FROM TO RATE'\n";
+    }
     return kExitOK;
   });
 }

@@ -338,6 +338,17 @@ TEST_F(DocumentCommandsTest, TotalsAreTheSumOfTheRowsAndEveryListShowsOneBalance
       << refused.err;
   transfer.insert(transfer.end(), {"--to-amount", "700"});
   EXPECT_EQ(Cli(transfer).status, kExitOK);
+  // Its balance counts unconverted, and says so.
+  Json listed = Json::parse(Cli({"accounts", book, "--json"}).out);
+  for (const Json& a : listed["accounts"]) {
+    EXPECT_EQ(a["rate"].is_null(), a["name"] == "Yen") << a.dump();
+  }
+  Outcome shown = Cli({"accounts", book});
+  EXPECT_NE(shown.out.find("\u00A5700?"), std::string::npos) << shown.out;
+  EXPECT_NE(shown.out.find("counted unconverted"), std::string::npos);
+  Outcome listed_yen =
+      Cli({"transactions", book, "--period", "day", "--account", "Yen", "--currency", "USD"});
+  EXPECT_NE(listed_yen.out.find("stands unconverted"), std::string::npos) << listed_yen.out;
   // `accounts` and `summary` give every account the same balance.
   Json accounts = Json::parse(Cli({"accounts", demo, "--json", "--show-hidden"}).out);
   std::vector<Json> all(accounts["accounts"].begin(), accounts["accounts"].end());

@@ -136,8 +136,25 @@ bool ChoosePeriod(Book& db, const Parsed& p, TimeInterval& period, std::string& 
 // Writes the rows of the transaction list, text or JSON.
 class RowPrinter {
  public:
-  RowPrinter(Book& db, const Money& money, bool by_days, int group_by)
-      : db_(db), money_(money), by_days_(by_days), group_by_(group_by) {}
+  RowPrinter(Book& db, const Money& money, uint64_t currency, bool by_days, int group_by)
+      : db_(db), money_(money), currency_(currency), by_days_(by_days), group_by_(group_by) {}
+
+  // Whether a row shown so far had no exchange rate into the list currency (its amount then
+  // stands unconverted, marked '?').
+  bool MissingRate() const { return missing_rate_; }
+
+  // Whether the currencies of the transaction's accounts convert into the list currency.
+  bool HasRate(const TTransaction& t) {
+    bool has = true;
+    for (uint64_t account : {t.Data.WithdrawAccountID, t.Data.TargetAccountID}) {
+      double rate = 0;
+      if (account != 0 && !db_.FindExRate(db_.Accounts().GetCurrencyID(account), currency_, rate)) {
+        has = false;
+      }
+    }
+    missing_rate_ = missing_rate_ || !has;
+    return has;
+  }
 
   // The total of the cleared (or, with `uncleared`, the uncleared) transactions under `row`,
   // each rounded to the currency's minor unit first, so that a total is the sum of the rows
@@ -201,6 +218,7 @@ class RowPrinter {
         j["price"] = n->Price;
         j["cleared"] = n->Cleared;
         j["ghost"] = t.IsGhost;
+        if (!HasRate(t)) j["rate"] = nullptr;
       } else {
         if (n->Type == NodeType::DateHeader) j["date"] = FormatDate(n->Date);
         if (n->Type == NodeType::Split || n->Type == NodeType::Category) {
@@ -286,8 +304,10 @@ class RowPrinter {
     std::string start = (by_days_ ? "" : FormatDate(n.Date) + " ") + Pad(TimeText(n.Time), 5) +
                         " " + mark + " " + Fit(accounts, 20) + " ";
     size_t rest = left > start.size() + 12 ? left - start.size() : 12;
-    std::string line = start + Fit(what, rest - 1) + " " + PadLeft(money_.Format(n.Amount), 14) +
-                       " " + PadLeft(money_.Format(n.Balance), 16);
+    const std::string mark_rate = HasRate(t) ? "" : "?";
+    std::string line = start + Fit(what, rest - 1) + " " +
+                       PadLeft(money_.Format(n.Amount) + mark_rate, 14) + " " +
+                       PadLeft(money_.Format(n.Balance), 16);
     // A transfer between two accounts shown nets to nothing; say what it moved.
     if (t.IsTransfer() && money_.Round(n.Amount) == 0 && t.Data.WithdrawAmount != 0) {
       const Money from = MoneyOf(db_, db_.Accounts().GetCurrencyID(t.Data.WithdrawAccountID));
@@ -298,8 +318,10 @@ class RowPrinter {
 
   Book& db_;
   const Money& money_;
+  uint64_t currency_;
   bool by_days_;
   int group_by_;
+  bool missing_rate_ = false;
 };
 
 // ---- add, edit, delete ----
@@ -632,6 +654,7 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
     // the currency of the one account (or group) chosen, else the default one.
     std::vector<uint64_t> accounts;
     uint64_t chosen_currency = 0;
+    bool nothing = false;
     if (p.Has("--account")) {
       for (const std::string& key : p.options.at("--account")) {
         uint64_t id = FindAccount(db, key, problem);
@@ -653,7 +676,8 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
       }
       if (found == nullptr) return Refuse(err, "no account group '" + *group + "'");
       for (const auto& child : found->AllNodes) accounts.push_back(child->ID);
-      if (accounts.empty()) return Refuse(err, "the group '" + *group + "' holds no accounts");
+      // A group without accounts shows no transactions, not all of them.
+      nothing = accounts.empty();
       chosen_currency = found->CurrencyID;
     }
     uint64_t currency =
@@ -674,7 +698,7 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
     lists::FilterNodes(*root, search);
     lists::TransactionList::SortTree(*root, sort, by_days);
     Money money = MoneyOf(db, currency);
-    RowPrinter printer(db, money, by_days, grouping->second.second);
+    RowPrinter printer(db, money, currency, by_days, grouping->second.second);
     const std::string text =
         FormatInterval(db.Period, platform::TableLanguage(platform::PreferredLanguage()));
     if (p.Has("--json")) {
@@ -698,6 +722,10 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
                        "\n";
     printer.Write(root->FilteredNodes, 0, head);
     out << head;
+    if (printer.MissingRate()) {
+      out << "? an amount in a currency without any exchange rate into " << money.code
+          << " stands unconverted; set one with 'kestrum-cli rate FILE FROM TO RATE'\n";
+    }
     return kExitOK;
   });
 }

@@ -50,15 +50,20 @@ Rows AccountList::BuildRows(Book& book) {
       std::shared_ptr<Node> account = Row(book, *child);
       account->Parent = row.get();
       row->AllNodes.push_back(account);
-      row->Balance += account->Balance * book.GetExRate(account->CurrencyID, row->CurrencyID);
+      double rate = 1.0;
+      if (!book.FindExRate(account->CurrencyID, row->CurrencyID, rate)) {
+        account->NoRate = row->NoRate = true;
+      }
+      row->Balance += account->Balance * rate;
       rows.push_back(account);
     }
   }
   // Accounts inside groups count once, as rows of their own; group rows are not added.
   for (const auto& row : rows) {
-    if (row->Type == NodeType::Account) {
-      overall->Balance += row->Balance * book.GetExRate(row->CurrencyID, home);
-    }
+    if (row->Type != NodeType::Account) continue;
+    double rate = 1.0;
+    if (!book.FindExRate(row->CurrencyID, home, rate)) row->NoRate = overall->NoRate = true;
+    overall->Balance += row->Balance * rate;
   }
   return rows;
 }

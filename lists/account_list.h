@@ -25,8 +25,9 @@ class AccountList {
   // The rows of `book`: the overall row (the balances of the account rows in the default
   // currency), then each top-level row of GetAccountsTree followed, for a group, by its
   // accounts (the closed ones only while the book shows them). A group's balance is its
-  // accounts' balances in the group's currency (the default currency when it has none). Use on
-  // the document's queue.
+  // accounts' balances in the group's currency (the default currency when it has none). A
+  // balance without any exchange rate into a total's currency goes in unconverted and marks
+  // both rows NoRate. Use on the document's queue.
   static Rows BuildRows(Book& book);
 
   // Rebuilds the rows on the document's queue; `done`, when given, runs there afterwards.

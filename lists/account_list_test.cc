@@ -84,6 +84,24 @@ TEST_F(AccountListTest, BalancesConvertIntoTheGroupAndTheDefaultCurrency) {
                                                "Card 1000", "Savings 5000"}));
 }
 
+TEST_F(AccountListTest, ABalanceWithoutARateIsMarked) {
+  EXPECT_FALSE(list.rows().front()->NoRate);
+  document.Sync([&] {
+    Book& db = document.database();
+    for (const TCurrency& c : db.Currencies().GetAllCurrencies()) {
+      if (c.GetCode() == "GBP") AddAccount(db, L"Pounds", c.Header.ID, 5, euro);
+    }
+  });
+  list.loadDataAndWait();
+  const Rows rows = list.rows();
+  EXPECT_TRUE(rows.front()->NoRate);  // the overall balance holds it unconverted
+  for (const auto& row : rows) {
+    EXPECT_EQ(row->NoRate,
+              row->Name == L"Pounds" || row->Name == L"Euro" || row->Type == kOverallRow)
+        << WideToUtf8Lossy(row->Name);
+  }
+}
+
 TEST_F(AccountListTest, SelectionsChooseAccountsAndCurrency) {
   struct Case {
     std::vector<size_t> rows;

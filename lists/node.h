@@ -28,6 +28,9 @@ struct Node {
   double Balance = 0;  // account rows: its own currency; group rows: the group's currency
   // The currency Balance is in (the default currency for the overall row).
   uint64_t CurrencyID = 0;
+  // Account list: the balance went into a total unconverted, for want of any exchange rate
+  // (an account's into its group's or the default currency; a total holding such a one).
+  bool NoRate = false;
 
   // --- Transaction list rows ---
   std::vector<std::shared_ptr<Node>> FilteredNodes;  // children passing the filter, in order
