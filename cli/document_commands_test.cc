@@ -238,6 +238,15 @@ TEST_F(DocumentCommandsTest, TheAccountListMovesAndDeletesThroughItsModel) {
   EXPECT_EQ(ReadBytes(demo), bytes);
   EXPECT_EQ(Cli({"account", "move", demo, "Wallet"}).status, kExitUsage);
 
+  // A group left without accounts shows no transactions, not all of them.
+  Json bank = Json::parse(
+      Cli({"transactions", demo, "--group", "Bank accounts", "--period", "all", "--json"}).out);
+  ASSERT_FALSE(bank["rows"].empty());
+  ASSERT_EQ(Cli({"account", "move", demo, "Checking", "--end"}).status, kExitOK);
+  ASSERT_EQ(Cli({"account", "move", demo, "Wallet", "--end"}).status, kExitOK);
+  bank = Json::parse(
+      Cli({"transactions", demo, "--group", "Bank accounts", "--period", "all", "--json"}).out);
+  EXPECT_TRUE(bank["rows"].empty());
   ASSERT_EQ(Cli({"group", "delete", demo, "Bank accounts"}).status, kExitOK);
   after = groups();
   EXPECT_EQ(std::find(after.begin(), after.end(), "Bank accounts:"), after.end());

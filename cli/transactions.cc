@@ -694,7 +694,9 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
 
     const bool by_days = grouping->second.first;
     std::shared_ptr<lists::Node> root =
-        lists::TransactionList::BuildRoot(db, by_days, grouping->second.second, currency, accounts);
+        nothing ? std::make_shared<lists::Node>()
+                : lists::TransactionList::BuildRoot(db, by_days, grouping->second.second, currency,
+                                                    accounts);
     lists::FilterNodes(*root, search);
     lists::TransactionList::SortTree(*root, sort, by_days);
     Money money = MoneyOf(db, currency);
