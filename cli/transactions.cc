@@ -25,9 +25,10 @@ constexpr std::string_view kTransactionsUsage =
     "           [--search TEXT] [--sort KEY[,KEY...]] [--json]\n"
     "\n"
     "Shows the transactions of a period as the transaction list does: under a header per day\n"
-    "(date, the default) or per kind (kind), optionally grouped below the kind by category or\n"
-    "payee, or below the day by split. Each transaction shows its running balance; each group\n"
-    "its total, leaving out uncleared transactions (marked '!').\n"
+    "(date; the default is the app's last grouping, else date) or per kind (kind), optionally\n"
+    "grouped below the kind by category or payee, or below the day by split. Each transaction\n"
+    "shows its running balance; each group its total, leaving out uncleared transactions\n"
+    "(marked '!'), whose sum it gives apart.\n"
     "PERIOD is day, week (from the book's first day of the week), month, quarter, year or all\n"
     "(the first transaction to the later of today and the last one), each the one containing\n"
     "today (or --at DATE); without --period or --from, the period the book was last shown in.\n"
@@ -622,7 +623,12 @@ int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err) 
         {"category", {false, GroupBy::Category}}, {"payee", {false, GroupBy::Payee}},
         {"split", {true, GroupBy::Split}},
     };
-    const std::string group_by = p.Has("--group-by") ? *p.Last("--group-by") : "date";
+    // Without --group-by, the grouping the app last chose (date when none).
+    const int stored = lists::TransactionList::StoredGroupBy();
+    const std::string group_by = p.Has("--group-by")           ? *p.Last("--group-by")
+                                 : stored == GroupBy::Category ? "category"
+                                 : stored == GroupBy::Payee    ? "payee"
+                                                               : "date";
     auto grouping = kGroupings.find(group_by);
     if (grouping == kGroupings.end()) {
       return Usage(err, kTransactionsUsage, "unknown grouping '" + group_by + "'");

@@ -62,6 +62,15 @@ void TransactionSpan(DataBase& book, ADate today, ADate& first, ADate& last) {
   }
 }
 
+bool SetShowHiddenAccounts(Document& document, bool show) {
+  document.Sync([&] {
+    document.database().Header.Reserved2 = show ? 1 : 0;
+    document.database().Modified = true;
+  });
+  document.post(kUpdateDataNotification);
+  return show;
+}
+
 TimeInterval MovePeriod(TimeInterval period, int64_t steps) {
   for (int64_t i = 0; i < steps; ++i) NextInterval(period);
   for (int64_t i = 0; i > steps; --i) PreviousInterval(period);

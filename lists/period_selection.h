@@ -9,6 +9,7 @@
 
 #include "core/database/database.h"
 #include "core/records/dates.h"
+#include "document/document.h"
 
 namespace vemra::lists {
 
@@ -37,5 +38,10 @@ void TransactionSpan(DataBase& book, ADate today, ADate& first, ADate& last);
 // `period` moved by `steps` single steps of the period control (NextInterval forward,
 // PreviousInterval back when negative).
 TimeInterval MovePeriod(TimeInterval period, int64_t steps);
+
+// The view option "Closed/hidden accounts": sets the book's flag (not undoable, not
+// journalled; the book is marked changed) and posts the update-data notification so that both
+// lists reload. Returns the value set.
+bool SetShowHiddenAccounts(Document& document, bool show);
 
 }  // namespace vemra::lists

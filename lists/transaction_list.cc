@@ -6,6 +6,7 @@
 
 #include "collections/interfaces.h"
 #include "platform/localization.h"
+#include "platform/settings.h"
 #include "platform/unicode.h"
 
 namespace vemra::lists {
@@ -308,6 +309,35 @@ bool TransactionList::acceptDrop(const std::vector<uint64_t>& ids, const Node& t
   return true;
 }
 
+std::vector<const Node*> TransactionList::MenuRows(const std::vector<const Node*>& selected,
+                                                   const Node* clicked) {
+  if (clicked != nullptr &&
+      std::find(selected.begin(), selected.end(), clicked) == selected.end()) {
+    return {clicked};
+  }
+  return selected;
+}
+
+bool TransactionList::canDelete(const std::vector<const Node*>& rows) {
+  return std::any_of(rows.begin(), rows.end(), [](const Node* row) { return row->Type > 0; });
+}
+
+namespace {
+constexpr char kGroupByKey[] = "com.vemra.finance.mac.transactions.groupby";
+}  // namespace
+
+int TransactionList::StoredGroupBy() {
+  const nlohmann::json settings = platform::Settings().Read();
+  auto it = settings.find(kGroupByKey);
+  if (it == settings.end() || !it->is_number_integer()) return 2;
+  const int value = it->get<int>();
+  return value == 2 || value == 3 || value == 5 ? value : 2;
+}
+
+bool TransactionList::StoreGroupBy(int group_by) {
+  return platform::Settings().Update([&](nlohmann::json& o) { o[kGroupByKey] = group_by; });
+}
+
 bool TransactionList::canMakeGroup(const std::vector<const Node*>& selected) {
   if (selected.size() < 2) return false;
   for (const Node* row : selected) {
@@ -374,7 +404,7 @@ bool TransactionList::deleteRows(const std::vector<const Node*>& rows) {
   return true;
 }
 
-bool TransactionList::editNode(const Node& row) {
+bool TransactionList::editNode(const Node& row, bool recalculate, bool reload) {
   if (row.ID == 0) return false;
   bool stored = false;
   document_.initUndo(3);
@@ -416,8 +446,15 @@ bool TransactionList::editNode(const Node& row) {
       stored = book.Transactions().UpdateTransaction(t, TSchedule()) != 0;
     }
   });
-  if (stored) Finish();
-  return stored;
+  if (!stored) return false;
+  document_.writeAutosyncData();
+  if (reload) {
+    document_.post(kUpdateDataNotification);
+  } else if (recalculate) {
+    Calculate(*root());
+    document_.post(kUpdateAccountsNotification);
+  }
+  return true;
 }
 
 }  // namespace vemra::lists

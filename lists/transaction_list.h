@@ -90,6 +90,12 @@ class TransactionList {
   // a category under another, a transaction into a split, a category, a day, or from income
   // to expense and back) in one undo step "edit". False when refused.
   bool acceptDrop(const std::vector<uint64_t>& ids, const Node& target);
+  // The rows a context-menu command applies to: the selected rows, or only the right-clicked
+  // row (`clicked`, null for none) when it lies outside the selection.
+  static std::vector<const Node*> MenuRows(const std::vector<const Node*>& selected,
+                                           const Node* clicked);
+  // Whether "Delete" applies: at least one of `rows` is a record row.
+  static bool canDelete(const std::vector<const Node*>& rows);
   // Whether "Make group" applies to `selected`: two rows or more, every record row a
   // transaction that does not come from a schedule.
   static bool canMakeGroup(const std::vector<const Node*>& selected);
@@ -103,8 +109,16 @@ class TransactionList {
   // Writes an edited row back in one undo step "edit": a category's name and comment; a
   // split's date, time, cleared flag, name and comment; a transaction's category and payee
   // (a name without ID creates the category), date, time, cleared flag, name, comment,
-  // quantity and amounts. False when refused.
-  bool editNode(const Node& row);
+  // quantity and amounts. Then the journal, and with `reload` the update-data notification
+  // (both lists rebuild); otherwise with `recalculate` the totals are calculated again and the
+  // update-accounts notification goes out (the account list refreshes its balances). False
+  // when refused.
+  bool editNode(const Node& row, bool recalculate = false, bool reload = true);
+
+  // The grouping stored in the user's settings ("com.vemra.finance.mac.transactions.groupby"),
+  // 2 when absent or not 2, 3 or 5; and storing it.
+  static int StoredGroupBy();
+  static bool StoreGroupBy(int group_by);
 
  private:
   void Finish();  // journal and notification after a change

@@ -1,11 +1,14 @@
 #include "lists/transaction_list.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "collections/interfaces.h"
 #include "lists/pasteboard.h"
+#include "lists/period_selection.h"
 #include "platform/clock.h"
 
 namespace vemra::lists {
@@ -186,6 +189,45 @@ TEST_F(TransactionListTest, MakeGroupDeleteAndWriteBack) {
   document.doUndo("edit");
   list.loadDataAndWait();
   EXPECT_EQ(FindNodeByID(*list.root(), salary)->Name, L"Salary");
+}
+
+TEST_F(TransactionListTest, MenuRulesNotificationsAndTheStoredGrouping) {
+  Node* a = FindNodeByID(*list.root(), coffee);
+  Node* b = FindNodeByID(*list.root(), bread);
+  Node* header = list.root()->FilteredNodes[0].get();
+  // A right click outside the selection acts on the clicked row alone.
+  EXPECT_EQ(TransactionList::MenuRows({a, b}, header), (std::vector<const Node*>{header}));
+  EXPECT_EQ(TransactionList::MenuRows({a, b}, b), (std::vector<const Node*>{a, b}));
+  EXPECT_FALSE(TransactionList::canDelete({header}));
+  EXPECT_TRUE(TransactionList::canDelete({header, a}));
+
+  int updates = 0, accounts = 0;
+  ObserverToken u = document.observe(kUpdateDataNotification, [&](Document&) { ++updates; });
+  ObserverToken v = document.observe(kUpdateAccountsNotification, [&](Document&) { ++accounts; });
+  Node cleared = *FindNodeByID(*list.root(), late);
+  cleared.Cleared = true;
+  ASSERT_TRUE(list.editNode(cleared, /*recalculate=*/true, /*reload=*/false));
+  EXPECT_EQ(updates, 0);
+  EXPECT_EQ(accounts, 1);
+  ASSERT_TRUE(list.editNode(cleared));
+  EXPECT_EQ(updates, 1);
+
+  EXPECT_TRUE(SetShowHiddenAccounts(document, true));
+  EXPECT_EQ(updates, 2);
+  bool flag = false;
+  document.Sync([&] { flag = document.database().Header.Reserved2 != 0; });
+  EXPECT_TRUE(flag);
+}
+
+TEST(StoredGroupingTest, LivesInTheSettingsAndFallsBackToDate) {
+  const std::string folder = ::testing::TempDir() + "kestrum-groupby-" + std::to_string(::getpid());
+  ::setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+  EXPECT_EQ(TransactionList::StoredGroupBy(), 2);
+  ASSERT_TRUE(TransactionList::StoreGroupBy(5));
+  EXPECT_EQ(TransactionList::StoredGroupBy(), 5);
+  ASSERT_TRUE(TransactionList::StoreGroupBy(9));
+  EXPECT_EQ(TransactionList::StoredGroupBy(), 2);
+  std::filesystem::remove_all(folder);
 }
 
 TEST(PasteboardTest, PayloadsAreLittleEndianAndTiedToTheirDocument) {
