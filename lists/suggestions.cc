@@ -97,12 +97,16 @@ std::vector<RankedSuggestion> RankSuggestions(const std::vector<Suggestion>& can
   const std::wstring wanted = FoldCase(Trimmed(text));
   std::vector<RankedSuggestion> buckets[3];
   if (wanted.empty()) return {};
+  // Words are the name split at spaces, so a word begins with the text exactly when the
+  // folded name holds " " + text (a text with a space of its own begins no word). One pass
+  // over each folded name, without touching the word list.
+  const bool one_word = wanted.find(L' ') == std::wstring::npos;
+  const std::wstring after_space = L" " + wanted;
   for (const Suggestion& s : candidates) {
     if (entry_type >= 0 && s.Type >= 0 && s.Type != entry_type) continue;
     if (StartsWith(s.foldedName, wanted)) {
       buckets[0].push_back({&s, SuggestionMatch::Prefix});
-    } else if (std::any_of(s.foldedWords.begin(), s.foldedWords.end(),
-                           [&](const std::wstring& w) { return StartsWith(w, wanted); })) {
+    } else if (one_word && s.foldedName.find(after_space) != std::wstring::npos) {
       buckets[1].push_back({&s, SuggestionMatch::Word});
     } else if (s.Type >= 0 && StartsWith(s.foldedCategory, wanted)) {
       buckets[2].push_back({&s, SuggestionMatch::Category});
