@@ -270,12 +270,18 @@ void BM_AccountsTree(benchmark::State& state) {
 }
 BENCHMARK(BM_AccountsTree)->Apply(Sizes);
 
-// The transaction tree of the current calendar month, all accounts, in the default currency.
-void TransactionsTreeMonth(benchmark::State& state, bool by_days, int group_by) {
-  Book& db = OpenBook(state.range(0));
+// The book of `transactions` transactions with the current calendar month as its period.
+Book& MonthBook(int64_t transactions) {
+  Book& db = OpenBook(transactions);
   const ADate today = TodayADate();
   const int32_t y = YearOf(today), m = MonthOf(today);
   db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  return db;
+}
+
+// The transaction tree of the current calendar month, all accounts, in the default currency.
+void TransactionsTreeMonth(benchmark::State& state, bool by_days, int group_by) {
+  Book& db = MonthBook(state.range(0));
   const uint64_t currency = db.Currencies().GetDefaultCurrencyID();
   size_t rows = 0;
   for (auto _ : state) {
@@ -297,10 +303,7 @@ BENCHMARK(BM_TransactionsTreeMonthByCategory)->Apply(Sizes);
 
 // One stored edit (a recent transaction's amount) and the two trees a view then asks again.
 void BM_EditThenRefresh(benchmark::State& state) {
-  Book& db = OpenBook(state.range(0));
-  const ADate today = TodayADate();
-  const int32_t y = YearOf(today), m = MonthOf(today);
-  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  Book& db = MonthBook(state.range(0));
   const uint64_t currency = db.Currencies().GetDefaultCurrencyID();
   const uint64_t id = db.GetTable(1).rbegin()->first;
   double amount = 1;
@@ -319,10 +322,7 @@ BENCHMARK(BM_EditThenRefresh)->Apply(Sizes);
 // The month list as the views get it: the list rows built from the tree, filtered (no text)
 // and sorted by date; beside BM_TransactionsTreeMonth*, which build the core tree alone.
 void MonthList(benchmark::State& state, bool by_days, int group_by) {
-  Book& db = OpenBook(state.range(0));
-  const ADate today = TodayADate();
-  const int32_t y = YearOf(today), m = MonthOf(today);
-  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  Book& db = MonthBook(state.range(0));
   const std::vector<lists::SortKey> by_date = {{"date", true}};
   size_t rows = 0;
   for (auto _ : state) {
@@ -347,10 +347,7 @@ BENCHMARK(BM_MonthListByCategory)->Apply(Sizes);
 
 // One stored edit, then the account list and the month list rebuilt as the views rebuild them.
 void BM_EditThenLists(benchmark::State& state) {
-  Book& db = OpenBook(state.range(0));
-  const ADate today = TodayADate();
-  const int32_t y = YearOf(today), m = MonthOf(today);
-  db.Period = TimeInterval(MakeADate(y, m, 1), MakeADate(y, m, DaysInMonth(y, m)));
+  Book& db = MonthBook(state.range(0));
   const uint64_t id = db.GetTable(1).rbegin()->first;
   const std::vector<lists::SortKey> by_date = {{"date", true}};
   double amount = 1;

@@ -1,5 +1,7 @@
 // `account move`, `account delete` and `group delete`: the account list's drag and drop and
 // its Delete button, through the list model.
+#include <memory>
+
 #include "cli/book_session.h"
 #include "lists/account_list.h"
 #include "platform/unicode.h"
@@ -51,73 +53,86 @@ int OpenList(const Args& args, std::string_view usage, size_t words,
   return ParseAndOpen(args, shape, p, session, out, err);
 }
 
+// The account list of a book opened for a change.
+struct OpenedList {
+  Parsed p;
+  Session session;
+  std::unique_ptr<lists::AccountList> list;
+  lists::Rows rows;
+  size_t row = 0;  // the row named by the word after FILE
+};
+
+// Opens FILE, loads its account list and finds the row the word after FILE names (of `type`,
+// 0 for any). Returns kOpened, or the exit status with the reason reported.
+int OpenRow(const Args& args, std::string_view usage, const std::vector<std::string_view>& valued,
+            const std::vector<std::string_view>& flags, int32_t type, OpenedList& o,
+            std::ostream& out, std::ostream& err) {
+  if (int status = OpenList(args, usage, 2, valued, flags, o.p, o.session, out, err);
+      status != kOpened) {
+    return status;
+  }
+  o.list = std::make_unique<lists::AccountList>(o.session.document());
+  o.list->loadDataAndWait();
+  o.rows = o.list->rows();
+  std::string problem;
+  o.row = FindRow(o.rows, o.p.positional[1], type, problem);
+  return o.row == o.rows.size() ? Refuse(err, problem) : kOpened;
+}
+
 int Done(Session& session, bool ok, const std::string& problem, std::ostream& err) {
   if (!ok) return session.Finish(Refuse(err, problem), err);
   return session.Finish(session.Save(err), err);
 }
 
 int AccountMove(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  Session session;
-  if (int status =
-          OpenList(args, kAccountUsage, 2, {"--above", "--on"}, {"--end"}, p, session, out, err);
+  OpenedList o;
+  if (int status = OpenRow(args, kAccountUsage, {"--above", "--on"}, {"--end"}, 0, o, out, err);
       status != kOpened) {
     return status;
   }
+  const Parsed& p = o.p;
   const int targets = p.Has("--above") + p.Has("--on") + p.Has("--end");
   if (targets != 1) return Usage(err, kAccountUsage, "give one of --above, --on and --end");
-  lists::AccountList list(session.document());
-  list.loadDataAndWait();
-  const lists::Rows rows = list.rows();
   std::string problem;
-  size_t row = FindRow(rows, p.positional[1], 0, problem);
-  if (row == rows.size()) return Refuse(err, problem);
-  size_t target = rows.size();
+  size_t target = o.rows.size();
   lists::AccountList::Drop how = lists::AccountList::Drop::Above;
   if (const std::string* above = p.Last("--above")) {
-    target = FindRow(rows, *above, 0, problem);
+    target = FindRow(o.rows, *above, 0, problem);
   } else if (const std::string* on = p.Last("--on")) {
-    target = FindRow(rows, *on, NodeType::Group, problem);
+    target = FindRow(o.rows, *on, NodeType::Group, problem);
     how = lists::AccountList::Drop::On;
   }
-  if (target == rows.size() && !p.Has("--end")) return Refuse(err, problem);
-  if (!list.validateDrop({row}, target, how)) {
+  if (target == o.rows.size() && !p.Has("--end")) return Refuse(err, problem);
+  if (!o.list->validateDrop({o.row}, target, how)) {
     return Refuse(err,
                   "the account list does not take that move (a group goes above a group or "
                   "to the end; an account goes above a row, onto a group or to the end)");
   }
-  const bool ok = list.acceptDrop({row}, target, how);
-  int status = Done(session, ok, "the move was refused", err);
-  if (status == kExitOK) out << "moved " << TextToUtf8(rows[row]->Name) << "\n";
+  const bool ok = o.list->acceptDrop({o.row}, target, how);
+  int status = Done(o.session, ok, "the move was refused", err);
+  if (status == kExitOK) out << "moved " << TextToUtf8(o.rows[o.row]->Name) << "\n";
   return status;
 }
 
 int AccountDelete(const Args& args, std::ostream& out, std::ostream& err) {
-  Parsed p;
-  Session session;
-  if (int status = OpenList(args, kAccountUsage, 2, {}, {"--yes"}, p, session, out, err);
+  OpenedList o;
+  if (int status = OpenRow(args, kAccountUsage, {}, {"--yes"}, NodeType::Account, o, out, err);
       status != kOpened) {
     return status;
   }
-  lists::AccountList list(session.document());
-  list.loadDataAndWait();
-  const lists::Rows rows = list.rows();
-  std::string problem;
-  size_t row = FindRow(rows, p.positional[1], NodeType::Account, problem);
-  if (row == rows.size()) return Refuse(err, problem);
-  if (!p.Has("--yes")) {
-    err << list.deleteQuestion(row) << " All transactions will be deleted as well.\n"
+  if (!o.p.Has("--yes")) {
+    err << o.list->deleteQuestion(o.row) << " All transactions will be deleted as well.\n"
         << "Give --yes to delete it.\n";
     return kExitFailed;
   }
-  const bool ok = list.deleteRow(row, &problem);
-  int status = Done(session, ok, problem, err);
-  if (status == kExitOK) out << "deleted account " << TextToUtf8(rows[row]->Name) << "\n";
+  std::string problem;
+  const bool ok = o.list->deleteRow(o.row, &problem);
+  int status = Done(o.session, ok, problem, err);
+  if (status == kExitOK) out << "deleted account " << TextToUtf8(o.rows[o.row]->Name) << "\n";
   return status;
 }
 
 }  // namespace
-
 int AccountCommand(const Args& args, std::ostream& out, std::ostream& err) {
   if (args.empty() || IsHelp(args[0])) {
     return args.empty() ? Usage(err, kAccountUsage, "") : Help(out, kAccountUsage);
@@ -133,23 +148,17 @@ int GroupCommand(const Args& args, std::ostream& out, std::ostream& err) {
     return args.empty() ? Usage(err, kGroupUsage, "") : Help(out, kGroupUsage);
   }
   if (args[0] != "delete") return Usage(err, kGroupUsage, "group takes delete");
-  Parsed p;
-  Session session;
-  if (int status = OpenList(Args(args.begin() + 1, args.end()), kGroupUsage, 2, {}, {}, p, session,
-                            out, err);
+  OpenedList o;
+  if (int status = OpenRow(Args(args.begin() + 1, args.end()), kGroupUsage, {}, {}, NodeType::Group,
+                           o, out, err);
       status != kOpened) {
     return status;
   }
-  lists::AccountList list(session.document());
-  list.loadDataAndWait();
-  const lists::Rows rows = list.rows();
   std::string problem;
-  size_t row = FindRow(rows, p.positional[1], NodeType::Group, problem);
-  if (row == rows.size()) return Refuse(err, problem);
-  const bool ok = list.deleteRow(row, &problem);
-  int status = Done(session, ok, problem, err);
+  const bool ok = o.list->deleteRow(o.row, &problem);
+  int status = Done(o.session, ok, problem, err);
   if (status == kExitOK) {
-    out << "deleted group " << TextToUtf8(rows[row]->Name) << "; its accounts stay\n";
+    out << "deleted group " << TextToUtf8(o.rows[o.row]->Name) << "; its accounts stay\n";
   }
   return status;
 }

@@ -820,6 +820,20 @@ bool RowsOf(Document& d, const Parsed& p, std::vector<lists::Node>& rows, std::s
   return problem.empty();
 }
 
+// Opens FILE for a change and reads the rows its IDs name. Returns kOpened, or the exit status
+// (usage, open failure or an ID naming nothing, reported on `err`).
+int OpenRows(const Args& args, const Shape& shape, Parsed& p, Session& session,
+             std::vector<lists::Node>& rows, std::ostream& out, std::ostream& err) {
+  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
+    return status;
+  }
+  std::string problem;
+  if (!RowsOf(session.document(), p, rows, problem)) {
+    return session.Finish(Refuse(err, problem), err);
+  }
+  return kOpened;
+}
+
 }  // namespace
 
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
@@ -827,13 +841,11 @@ int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
                     AlwaysChanges};
   Parsed p;
   Session session;
-  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
+  std::vector<lists::Node> rows;
+  if (int status = OpenRows(args, shape, p, session, rows, out, err); status != kOpened) {
     return status;
   }
   Document& d = session.document();
-  std::vector<lists::Node> rows;
-  std::string problem;
-  if (!RowsOf(d, p, rows, problem)) return session.Finish(Refuse(err, problem), err);
   // What the rows were, said before they go.
   std::vector<std::string> said;
   d.Sync([&] {
@@ -875,13 +887,11 @@ int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err) {
       AlwaysChanges};
   Parsed p;
   Session session;
-  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
+  std::vector<lists::Node> rows;
+  if (int status = OpenRows(args, shape, p, session, rows, out, err); status != kOpened) {
     return status;
   }
   Document& d = session.document();
-  std::vector<lists::Node> rows;
-  std::string problem;
-  if (!RowsOf(d, p, rows, problem)) return session.Finish(Refuse(err, problem), err);
   std::vector<const lists::Node*> pointers;
   std::vector<uint64_t> ids;
   for (const lists::Node& row : rows) {
