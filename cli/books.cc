@@ -9,6 +9,7 @@
 #include "core/records/currency.h"
 #include "core/records/scheduled_transaction.h"
 #include "core/records/transaction.h"
+#include "platform/localization.h"
 #include "platform/unicode.h"
 
 namespace vemra::cli {
@@ -17,9 +18,11 @@ namespace {
 constexpr std::string_view kNewUsage =
     "usage: kestrum-cli new FILE [--lang en|ru]\n"
     "\n"
-    "Makes a new database FILE from the built-in template of the language (default en): the\n"
-    "world's main currencies, an account, a category tree and a few payees, the current month\n"
-    "as period. FILE must not exist yet.\n";
+    "Makes a new database FILE from the built-in template of the language: the world's main\n"
+    "currencies, an account, a category tree and a few payees, the current month as period.\n"
+    "The language defaults to the user's (LANGUAGE, LC_ALL, LC_MESSAGES, LANG: Russian and\n"
+    "Ukrainian take the Russian template, anything else the English one). FILE must not exist\n"
+    "yet.\n";
 
 constexpr std::string_view kSummaryUsage =
     "usage: kestrum-cli summary FILE\n"
@@ -36,7 +39,10 @@ int NewCommand(const Args& args, std::ostream& out, std::ostream& err) {
   std::string problem;
   if (!Parse(args, {"--lang"}, {}, p, problem)) return Usage(err, kNewUsage, problem);
   if (p.positional.size() != 1) return Usage(err, kNewUsage, "new takes one FILE");
-  const std::string lang = p.Has("--lang") ? *p.Last("--lang") : "en";
+  // Without --lang, the language a new document takes: the user's preferred one.
+  const std::string lang =
+      p.Has("--lang") ? *p.Last("--lang")
+                      : std::string(platform::TableLanguage(platform::PreferredLanguage()));
   if (lang != "en" && lang != "ru") return Usage(err, kNewUsage, "--lang is en or ru");
   const std::string& file = p.positional[0];
   std::error_code ec;

@@ -43,6 +43,8 @@ class ScratchDir {
     ::setenv("XDG_CACHE_HOME", (dir_ / "xdg-cache").c_str(), 1);
     ::setenv("XDG_CONFIG_HOME", (dir_ / "xdg-config").c_str(), 1);
     ::setenv("XDG_STATE_HOME", (dir_ / "xdg-state").c_str(), 1);
+    // New books take the English template whatever the machine's language.
+    ::setenv("LANGUAGE", "en", 1);
   }
   ~ScratchDir() { std::filesystem::remove_all(dir_); }
   std::string Path(const std::string& name) const { return (dir_ / name).string(); }
