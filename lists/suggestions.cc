@@ -119,9 +119,52 @@ std::vector<RankedSuggestion> RankSuggestions(const std::vector<Suggestion>& can
   return out;
 }
 
+SuggestionIndex::SuggestionIndex(const std::vector<Suggestion>& candidates)
+    : candidates_(candidates) {
+  name_at_.reserve(candidates.size() + 1);
+  category_at_.reserve(candidates.size() + 1);
+  name_at_.push_back(0);
+  category_at_.push_back(0);
+  for (const Suggestion& s : candidates) {
+    names_ += s.foldedName;
+    categories_ += s.foldedCategory;
+    name_at_.push_back(static_cast<uint32_t>(names_.size()));
+    category_at_.push_back(static_cast<uint32_t>(categories_.size()));
+  }
+}
+
+std::vector<RankedSuggestion> SuggestionIndex::Rank(std::wstring_view text,
+                                                    int32_t entry_type) const {
+  const std::wstring wanted = FoldCase(Trimmed(text));
+  if (wanted.empty()) return {};
+  const bool one_word = wanted.find(L' ') == std::wstring::npos;
+  const std::wstring after_space = L" " + wanted;
+  std::vector<RankedSuggestion> buckets[3];
+  const std::wstring_view names(names_), categories(categories_);
+  for (size_t i = 0; i < candidates_.size(); ++i) {
+    const Suggestion& s = candidates_[i];
+    if (entry_type >= 0 && s.Type >= 0 && s.Type != entry_type) continue;
+    const std::wstring_view name = names.substr(name_at_[i], name_at_[i + 1] - name_at_[i]);
+    if (name.substr(0, wanted.size()) == wanted) {
+      buckets[0].push_back({&s, SuggestionMatch::Prefix});
+    } else if (one_word && name.find(after_space) != std::wstring_view::npos) {
+      buckets[1].push_back({&s, SuggestionMatch::Word});
+    } else if (s.Type >= 0 &&
+               categories.substr(category_at_[i], category_at_[i + 1] - category_at_[i])
+                       .substr(0, wanted.size()) == wanted) {
+      buckets[2].push_back({&s, SuggestionMatch::Category});
+    }
+  }
+  std::vector<RankedSuggestion> out;
+  out.reserve(buckets[0].size() + buckets[1].size() + buckets[2].size());
+  for (auto& bucket : buckets) out.insert(out.end(), bucket.begin(), bucket.end());
+  return out;
+}
+
 struct SuggestionSource::State {
   std::mutex mutex;
   std::vector<Suggestion> candidates;
+  std::unique_ptr<SuggestionIndex> index;
   bool loaded = false;
   bool loading = false;
   uint64_t generation = 0;         // update-data notifications seen
@@ -170,6 +213,7 @@ std::vector<Suggestion> SuggestionSource::suggestionsForText(std::wstring_view t
                                            : CategoryCandidates(document->database(), parent);
       std::lock_guard<std::mutex> guard(state->mutex);
       state->candidates = std::move(loaded);
+      state->index = std::make_unique<SuggestionIndex>(state->candidates);
       state->loaded = true;
       state->loading = false;
       state->loaded_generation = generation;
@@ -177,7 +221,7 @@ std::vector<Suggestion> SuggestionSource::suggestionsForText(std::wstring_view t
   }
   std::vector<Suggestion> out;
   if (!state_->loaded) return out;
-  for (const RankedSuggestion& r : RankSuggestions(state_->candidates, text, entry_type_)) {
+  for (const RankedSuggestion& r : state_->index->Rank(text, entry_type_)) {
     out.push_back(*r.suggestion);
   }
   return out;

@@ -72,6 +72,21 @@ TEST_F(SuggestionsTest, PrefixThenWordThenCategoryWithinTheKind) {
             (std::vector<std::pair<std::wstring, M>>{{L"Coffee refund", M::Prefix}}));
   EXPECT_EQ(Rank(L"КОФЕ", -1), (std::vector<std::pair<std::wstring, M>>{{L"Кофе", M::Prefix}}));
   EXPECT_TRUE(Rank(L"   ", -1).empty());
+  // The packed index ranks exactly as the plain pass does.
+  std::vector<Suggestion> all;
+  document.Sync([&] { all = DescriptionCandidates(document.database()); });
+  const SuggestionIndex index(all);
+  for (const wchar_t* text : {L"cof", L"COF", L"ice", L"e", L"coffee s", L"кофе", L"zz"}) {
+    for (int32_t kind : {-1, 0, 1}) {
+      std::vector<RankedSuggestion> a = RankSuggestions(all, text, kind),
+                                    b = index.Rank(text, kind);
+      ASSERT_EQ(a.size(), b.size());
+      for (size_t i = 0; i < a.size(); ++i) {
+        EXPECT_EQ(a[i].suggestion, b[i].suggestion);
+        EXPECT_EQ(a[i].match, b[i].match);
+      }
+    }
+  }
   EXPECT_TRUE(Rank(L"", -1).empty());
 
   std::vector<Suggestion> categories;
