@@ -185,8 +185,8 @@ int ViewCommand(const Args& args, std::ostream& out, std::ostream& err) {
     const bool changed = kind || steps != 0 || hidden != nullptr;
     if (changed) {
       // View options: saved with the book, not undoable and not journalled.
-      db.Period = period;
-      if (hidden != nullptr) db.Header.Reserved2 = *hidden == "show" ? 1 : 0;
+      lists::SetPeriod(session.document(), period, "en");
+      if (hidden != nullptr) lists::SetShowHiddenAccounts(session.document(), *hidden == "show");
       if (int status = session.Save(err); status != kExitOK) return status;
     }
     const std::string text =

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/records/transaction.h"
+#include "document/period_text.h"
 
 namespace vemra::lists {
 
@@ -60,6 +61,14 @@ void TransactionSpan(DataBase& book, ADate today, ADate& first, ADate& last) {
     last = any ? std::max(last, d) : d;
     any = true;
   }
+}
+
+std::string SetPeriod(Document& document, const TimeInterval& period, std::string_view language) {
+  document.Sync([&] {
+    document.database().Period = period;
+    document.database().Modified = true;
+  });
+  return FormatInterval(period, language);
 }
 
 bool SetShowHiddenAccounts(Document& document, bool show) {

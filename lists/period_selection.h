@@ -39,6 +39,11 @@ void TransactionSpan(DataBase& book, ADate today, ADate& first, ADate& last);
 // PreviousInterval back when negative).
 TimeInterval MovePeriod(TimeInterval period, int64_t steps);
 
+// The period control's "update": makes `period` the book's period (not undoable, not
+// journalled; the book is marked changed) and returns the control's label in `language`. The
+// caller reloads the transaction list.
+std::string SetPeriod(Document& document, const TimeInterval& period, std::string_view language);
+
 // The view option "Closed/hidden accounts": sets the book's flag (not undoable, not
 // journalled; the book is marked changed) and posts the update-data notification so that both
 // lists reload. Returns the value set.

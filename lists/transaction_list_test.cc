@@ -212,6 +212,16 @@ TEST_F(TransactionListTest, MenuRulesNotificationsAndTheStoredGrouping) {
   ASSERT_TRUE(list.editNode(cleared));
   EXPECT_EQ(updates, 1);
 
+  // The period control's update: the book's period and the label; the list follows.
+  const TimeInterval september =
+      MovePeriod(PeriodOf(PeriodKind::Month, D(15), 0, D(15), D(15)), -1);
+  EXPECT_EQ(SetPeriod(document, september, "en"), "September 2024");
+  list.loadDataAndWait();
+  EXPECT_TRUE(list.root()->FilteredNodes.empty());
+  EXPECT_EQ(SetPeriod(document, MovePeriod(september, 1), "ru"), "Октябрь 2024");
+  list.loadDataAndWait();
+  EXPECT_EQ(list.root()->FilteredNodes.size(), 2u);
+
   EXPECT_TRUE(SetShowHiddenAccounts(document, true));
   EXPECT_EQ(updates, 2);
   bool flag = false;
