@@ -174,7 +174,7 @@ class RowPrinter {
   std::string UnclearedNote(const lists::Node& row) const {
     size_t count = 0;
     const double sum = Total(row, true, &count);
-    if (count == 0) return "";
+    if (count == 0 || sum == 0) return "";  // nothing left out (transfers may net to 0)
     const std::string shown = money_.Format(sum);
     return "  (" + std::string(shown[0] == '-' ? "" : "+") + shown + " uncleared)";
   }
