@@ -40,6 +40,8 @@ constexpr std::string_view kUsage =
     "  categories FILE [--payees]       the category (or payee) tree\n"
     "  currencies FILE                  currencies with their rates\n"
     "  rate FILE FROM TO [RATE]         show or set an exchange rate\n"
+    "  currency add FILE --name S [--code C] [--symbol S] [--decimals N]\n"
+    "  currency edit FILE CUR [...]     add or change a currency\n"
     "  add FILE (--expense | --income | --transfer) --amount X --account A [...]\n"
     "                                   add a transaction\n"
     "  edit FILE ID [...]               change a transaction\n"
@@ -293,6 +295,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"suggest", SuggestCommand},
       {"account", AccountCommand},
       {"group", GroupCommand},
+      {"currency", CurrencyCommand},
   };
   return kCommands;
 }

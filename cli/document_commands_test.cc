@@ -442,6 +442,29 @@ TEST_F(DocumentCommandsTest, TransactionsSearchSortAndFollowTheSelectionCurrency
   EXPECT_EQ(Cli({"transactions", book, "--group", "Nowhere"}).status, kExitFailed);
 }
 
+TEST_F(DocumentCommandsTest, CurrenciesAreAddedAndChangedThroughTheEditor) {
+  Outcome added = Cli({"currency", "add", book, "--name", "Bitcoin", "--code", "XBTC", "--symbol",
+                       "B", "--symbol-after", "--decimals", "8", "--json"});
+  ASSERT_EQ(added.status, kExitOK) << added.err;
+  Json j = Json::parse(added.out);
+  EXPECT_EQ(j["Code"], "XBT");
+  EXPECT_EQ(j["UpdateExRates"], true);
+  EXPECT_EQ(j["Decimals"], 8);
+  // Nothing to change, a clash, a bad form: the file stays byte for byte.
+  const std::vector<uint8_t> bytes = ReadBytes(book);
+  Outcome same = Cli({"currency", "edit", book, "xbt", "--decimals", "8"});
+  EXPECT_EQ(same.status, kExitOK);
+  EXPECT_EQ(same.out, "nothing changed\n");
+  EXPECT_EQ(Cli({"currency", "add", book, "--name", "BITCOIN"}).status, kExitFailed);
+  EXPECT_EQ(Cli({"currency", "add", book, "--name", "Coin", "--code", "XBT"}).status, kExitFailed);
+  EXPECT_EQ(Cli({"currency", "add", book, "--code", "ABC"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"currency", "add", book, "--name", "Coin", "--decimals", "9"}).status, kExitUsage);
+  EXPECT_EQ(ReadBytes(book), bytes);
+  // Clearing the code takes the currency out of the rate update.
+  j = Json::parse(Cli({"currency", "edit", book, "Bitcoin", "--code", "", "--json"}).out);
+  EXPECT_EQ(j["UpdateExRates"], false);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;
