@@ -292,4 +292,21 @@ std::string AccountName(Book& db, uint64_t id) {
 const char* KindName(int32_t kind) {
   return kind == 0 ? "expense" : kind == 1 ? "income" : "transfer";
 }
+uint64_t FindCurrency(Document& d, const std::string& key) {
+  uint64_t id = 0, found = 0;
+  const bool numeric = ParseCount(key, id);
+  const std::wstring wanted = FoldCase(Utf8ToWide(key));
+  size_t matches = 0;
+  d.Sync([&] {
+    for (const TCurrency& c : d.database().Currencies().GetAllCurrencies()) {
+      if ((numeric && c.Header.ID == id) || FoldCase(Utf8ToWide(c.GetCode())) == wanted ||
+          FoldCase(c.Name) == wanted) {
+        found = c.Header.ID;
+        ++matches;
+      }
+    }
+  });
+  return matches == 1 ? found : 0;
+}
+
 }  // namespace vemra::cli

@@ -114,6 +114,9 @@ uint64_t CurrencyByCode(Book& db, const std::string& code);
 uint64_t FindAccount(Book& db, const std::string& key, std::string& problem);
 // "Food / Groceries" for a category; empty for none.
 std::string CategoryPath(Book& db, uint64_t id);
+// The currency named by its code, name (letter case aside) or ID; 0 when none or several.
+// Runs on the document's queue; call it off the queue.
+uint64_t FindCurrency(Document& d, const std::string& key);
 std::string AccountName(Book& db, uint64_t id);
 const char* KindName(int32_t kind);
 // `t` in local time as "YYYY-MM-DD HH:MM".

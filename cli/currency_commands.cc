@@ -31,24 +31,6 @@ Json CurrencyJson(const TCurrency& c) {
   return j;
 }
 
-// The currency named by its code, name (letter case aside) or ID; 0 when none or several.
-uint64_t FindCurrency(Document& d, const std::string& key) {
-  uint64_t id = 0, found = 0;
-  const bool numeric = ParseCount(key, id);
-  const std::wstring wanted = FoldCase(Utf8ToWide(key));
-  size_t matches = 0;
-  d.Sync([&] {
-    for (const TCurrency& c : d.database().Currencies().GetAllCurrencies()) {
-      if ((numeric && c.Header.ID == id) || FoldCase(Utf8ToWide(c.GetCode())) == wanted ||
-          FoldCase(c.Name) == wanted) {
-        found = c.Header.ID;
-        ++matches;
-      }
-    }
-  });
-  return matches == 1 ? found : 0;
-}
-
 int Edit(const Args& args, bool adding, std::ostream& out, std::ostream& err) {
   const Shape shape{kCurrencyUsage,
                     {"--name", "--code", "--symbol", "--decimals"},

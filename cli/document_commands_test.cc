@@ -465,6 +465,40 @@ TEST_F(DocumentCommandsTest, CurrenciesAreAddedAndChangedThroughTheEditor) {
   EXPECT_EQ(j["UpdateExRates"], false);
 }
 
+TEST_F(DocumentCommandsTest, AccountsAndGroupsAreAddedAndChangedThroughTheEditor) {
+  Outcome added = Cli({"account", "add", book, "--name", "Cash", "--opening", "20.50", "--json"});
+  ASSERT_EQ(added.status, kExitOK) << added.err;
+  Json cash = Json::parse(added.out);
+  EXPECT_EQ(cash["InitialBalance"], 20.5);
+  EXPECT_EQ(cash["Visible"], true);
+  ASSERT_EQ(Cli({"group", "add", book, "--name", "Wallets", "--currency", "EUR"}).status, kExitOK);
+  ASSERT_EQ(Cli({"account", "edit", book, "cash", "--group", "wallets"}).status, kExitOK);
+  const std::vector<uint8_t> bytes = ReadBytes(book);
+  // The same again changes nothing; refusals leave the file as it was.
+  EXPECT_EQ(Cli({"account", "edit", book, "Cash", "--group", "Wallets"}).out, "nothing changed\n");
+  EXPECT_EQ(Cli({"account", "close", book, "Cash"}).status, kExitFailed);  // it holds 20.50
+  EXPECT_EQ(Cli({"account", "add", book, "--name", "MAIN"}).status, kExitFailed);
+  EXPECT_EQ(Cli({"account", "add", book, "--name", "X", "--opening", "1e5"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"account", "add", book, "--name", "X", "--opening", "99999999999999"}).status,
+            kExitUsage);
+  EXPECT_EQ(Cli({"account", "add", book}).status, kExitUsage);
+  EXPECT_EQ(Cli({"account", "add", book, "--name", "X", "--currency", "XYZ"}).status, kExitFailed);
+  EXPECT_EQ(ReadBytes(book), bytes);
+  // Closing with --force hides it; reopening finds it by name all the same.
+  ASSERT_EQ(Cli({"account", "close", book, "Cash", "--force"}).status, kExitOK);
+  Json listed = Json::parse(Cli({"accounts", book, "--json"}).out);
+  EXPECT_TRUE(listed["groups"][0]["accounts"].empty());
+  ASSERT_EQ(Cli({"account", "reopen", book, "Cash"}).status, kExitOK);
+  listed = Json::parse(Cli({"accounts", book, "--json"}).out);
+  ASSERT_EQ(listed["groups"][0]["accounts"].size(), 1u);
+  EXPECT_EQ(listed["groups"][0]["accounts"][0]["name"], "Cash");
+  // A second account makes a transfer possible.
+  EXPECT_EQ(
+      Cli({"add", book, "--transfer", "--amount", "5", "--account", "Main", "--to-account", "Cash"})
+          .status,
+      kExitOK);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;
