@@ -499,6 +499,34 @@ TEST_F(DocumentCommandsTest, AccountsAndGroupsAreAddedAndChangedThroughTheEditor
       kExitOK);
 }
 
+TEST_F(DocumentCommandsTest, FormProblemsExitTwoRefusalsOneAndNoChangeWritesNothing) {
+  Outcome added = Cli({"add", book, "--expense", "--amount", "5", "--account", "Main", "--json"});
+  ASSERT_EQ(added.status, kExitOK);
+  const std::string id = std::to_string(Json::parse(added.out)["id"].get<uint64_t>());
+  const std::vector<uint8_t> bytes = ReadBytes(book);
+  const std::pair<Args, int> kCases[] = {
+      {{"add", book, "--expense", "--amount", "99999999999999999999", "--account", "Main"},
+       kExitUsage},
+      {{"add", book, "--expense", "--amount", "10000000000000", "--account", "Main"}, kExitUsage},
+      {{"add", book, "--expense", "--account", "Main"}, kExitUsage},
+      {{"add", book, "--expense", "--amount", "1", "--account", "Main", "--date", "2026-02-30"},
+       kExitUsage},
+      {{"add", book, "--expense", "--amount", "1"}, kExitUsage},
+      {{"add", book, "--expense", "--amount", "1", "--account", "Nowhere"}, kExitFailed},
+      {{"add", book, "--expense", "--amount", "1.234", "--account", "Main"}, kExitFailed},
+      {{"edit", book, id}, kExitOK},
+      {{"edit", book, id, "--amount", "5"}, kExitOK},
+  };
+  for (const auto& [args, status] : kCases) {
+    Outcome o = Cli(args);
+    EXPECT_EQ(o.status, status) << args[2] << " " << o.err;
+    if (status == kExitOK) {
+      EXPECT_EQ(o.out, "nothing changed\n");
+    }
+  }
+  EXPECT_EQ(ReadBytes(book), bytes);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;

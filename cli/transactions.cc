@@ -447,11 +447,13 @@ Json TransactionJson(Book& db, const TTransaction& t) {
 // Reads an amount for an account's currency: a plain positive number with at most the
 // currency's decimals.
 bool ParseAmount(Book& db, const std::string& text, uint64_t account, double& value,
-                 std::string& problem) {
+                 std::string& problem, bool& form) {
   Money m = MoneyOf(db, db.Accounts().GetCurrencyID(account));
   int decimals = 0;
-  if (!ParseNumber(text, value, &decimals) || !(value > 0)) {
-    problem = "bad amount '" + text + "': give a number above 0 such as 12.50";
+  // Amounts at or above 10^13 could not be kept exact to the cent.
+  if (!ParseNumber(text, value, &decimals) || !(value > 0) || value >= 1e13) {
+    problem = "bad amount '" + text + "': give a number above 0 and below 10^13 such as 12.50";
+    form = true;
     return false;
   }
   if (decimals > m.decimals) {
@@ -470,7 +472,15 @@ const std::vector<std::string_view> kTransactionFlags = {"--expense",   "--incom
 
 // Applies the options of add or edit to `t`. Everything is checked before anything is created;
 // on false `problem` says why and `t` may be half changed (the caller then saves nothing).
-bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::string& problem) {
+// `form` is set when the problem lies in the form of the command line (exit 2) rather than in
+// what the book allows (exit 1).
+bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::string& problem,
+                  bool& form) {
+  auto bad_form = [&](const std::string& why) {
+    problem = why;
+    form = true;
+    return false;
+  };
   int kind = TransactionKind(t);
   int kinds = 0;
   for (int k = 0; k < 3; ++k) {
@@ -480,17 +490,14 @@ bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::
     }
   }
   if (kinds > 1 || (adding && kinds == 0)) {
-    problem = "give one of --expense, --income and --transfer";
-    return false;
+    return bad_form("give one of --expense, --income and --transfer");
   }
   if (p.Has("--cleared") && p.Has("--uncleared")) {
-    problem = "give --cleared or --uncleared, not both";
-    return false;
+    return bad_form("give --cleared or --uncleared, not both");
   }
   const bool transfer = kind == 2;
   if (!transfer && (p.Has("--to-account") || p.Has("--to-amount"))) {
-    problem = "--to-account and --to-amount are for transfers";
-    return false;
+    return bad_form("--to-account and --to-amount are for transfers");
   }
 
   // Accounts: the primary side (taken from for expenses and transfers, paid into for incomes).
@@ -500,15 +507,13 @@ bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::
   if (const std::string* a = p.Last("--account")) {
     if ((primary = FindAccount(db, *a, problem)) == 0) return false;
   } else if (adding) {
-    problem = "--account is required";
-    return false;
+    return bad_form("--account is required");
   }
   if (const std::string* b = p.Last("--to-account")) {
     if ((second = FindAccount(db, *b, problem)) == 0) return false;
   }
   if (transfer && second == 0) {
-    problem = "a transfer needs --to-account";
-    return false;
+    return bad_form("a transfer needs --to-account");
   }
   if (transfer && second == primary) {
     problem = "a transfer needs two different accounts";
@@ -520,15 +525,14 @@ bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::
   if (TransactionKind(t) == 1 && kind != 1) amount = t.Data.TargetAmount;
   if (TransactionKind(t) != 1 && kind == 1) amount = t.Data.WithdrawAmount;
   if (const std::string* x = p.Last("--amount")) {
-    if (!ParseAmount(db, *x, primary, amount, problem)) return false;
+    if (!ParseAmount(db, *x, primary, amount, problem, form)) return false;
   } else if (adding) {
-    problem = "--amount is required";
-    return false;
+    return bad_form("--amount is required");
   }
   double to_amount = t.Data.TargetAmount;
   if (transfer) {
     if (const std::string* y = p.Last("--to-amount")) {
-      if (!ParseAmount(db, *y, second, to_amount, problem)) return false;
+      if (!ParseAmount(db, *y, second, to_amount, problem, form)) return false;
     } else if (p.Has("--amount") || p.Has("--account") || p.Has("--to-account") ||
                TransactionKind(t) != 2) {
       const uint64_t from = db.Accounts().GetCurrencyID(primary);
@@ -546,14 +550,12 @@ bool ApplyOptions(Book& db, const Parsed& p, bool adding, TTransaction& t, std::
 
   ADate date = t.Data.Date;
   if (const std::string* d = p.Last("--date"); d != nullptr && !ParseDate(*d, date)) {
-    problem = "bad date '" + *d + "': use YYYY-MM-DD";
-    return false;
+    return bad_form("bad date '" + *d + "': use YYYY-MM-DD");
   }
   std::wstring name = t.Name, comment = t.Comment;
   for (auto [option, text] : {std::pair{"--name", &name}, std::pair{"--comment", &comment}}) {
     if (const std::string* v = p.Last(option); v != nullptr && !Utf8ToWide(*v, *text)) {
-      problem = std::string(option) + " is not UTF-8 text";
-      return false;
+      return bad_form(std::string(option) + " is not UTF-8 text");
     }
   }
   // Check the category and payee paths first; create what is missing only when all is well.
@@ -745,7 +747,10 @@ int AddCommand(const Args& args, std::ostream& out, std::ostream& err) {
     std::string problem;
     TTransaction t;
     t.Data.Cleared = 1;
-    if (!ApplyOptions(db, p, true, t, problem)) return Refuse(err, problem);
+    bool form = false;
+    if (!ApplyOptions(db, p, true, t, problem, form)) {
+      return form ? Usage(err, kAddUsage, problem) : Refuse(err, problem);
+    }
     t.Header.ID = db.Transactions().AddTransaction(t, TSchedule());
     if (t.Header.ID == 0) return Refuse(err, "the transaction is read-only for this database");
     return SaveAndReport(db, session, t.Header.ID, "added", p.Has("--json"), out, err);
@@ -768,7 +773,19 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err) {
     if (!FindTransaction(db, p.positional[1], t)) {
       return Refuse(err, "no transaction " + p.positional[1]);
     }
-    if (!ApplyOptions(db, p, false, t, problem)) return Refuse(err, problem);
+    const TTransaction before = t;
+    bool form = false;
+    if (!ApplyOptions(db, p, false, t, problem, form)) {
+      return form ? Usage(err, kEditUsage, problem) : Refuse(err, problem);
+    }
+    // Nothing to change: say so and write nothing.
+    if (t.Data == before.Data && std::wstring(t.Name) == std::wstring(before.Name) &&
+        std::wstring(t.Comment) == std::wstring(before.Comment) &&
+        t.Categories.CategoryID == before.Categories.CategoryID &&
+        t.Categories.PayeeID == before.Categories.PayeeID) {
+      out << "nothing changed\n";
+      return kExitOK;
+    }
     // A scheduled transaction keeps its schedule.
     TSchedule schedule;
     if (const TBaseEntry* e = db.FindEntry(id, 0); e && e->Header.Type == etScheduledTransaction) {
