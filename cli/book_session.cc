@@ -309,4 +309,79 @@ uint64_t FindCurrency(Document& d, const std::string& key) {
   return matches == 1 ? found : 0;
 }
 
+bool ResolveCategory(Book& db, uint64_t root, const std::string& path, bool create, uint64_t& id,
+                     std::string& problem) {
+  id = 0;
+  if (path.empty()) return true;
+  std::wstring wide;
+  if (!Utf8ToWide(path, wide)) {
+    problem = "'" + path + "' is not UTF-8 text";
+    return false;
+  }
+  uint64_t parent = root;
+  size_t start = 0;
+  while (start <= wide.size()) {
+    size_t slash = std::min(wide.find(L'/', start), wide.size());
+    std::wstring name = wide.substr(start, slash - start);
+    size_t first = name.find_first_not_of(L' ');
+    name = first == std::wstring::npos
+               ? L""
+               : name.substr(first, name.find_last_not_of(L' ') + 1 - first);
+    if (name.empty()) {
+      problem = "empty name in the path '" + path + "'";
+      return false;
+    }
+    // The first name may also be a category deeper in the tree ("Groceries" for
+    // "Food/Groceries") when it names exactly one.
+    const bool anywhere = parent == root;
+    auto under = [&](const TCategory& c) {
+      uint64_t r = c.Data.RootID;
+      if (anywhere) return db.Categories().IsInBranch(root, c.Header.ID);
+      return r == parent;
+    };
+    auto is_top = [&](const TCategory& c) {
+      uint64_t r = c.Data.RootID;
+      return r == root ||
+             (root == kCategoryRoot && (r == kCategorySubRootA || r == kCategorySubRootB));
+    };
+    std::vector<uint64_t> exact, loose;
+    uint64_t top_exact = 0, top_loose = 0;
+    for (const auto& [cid, e] : db.GetTable(0)) {
+      if (e->Header.Type != etCategory) continue;
+      const auto& c = static_cast<const TCategory&>(*e);
+      if (!under(c) || db.Categories().IsHidden(cid)) continue;
+      std::wstring have;
+      db.GetString(c.Data.NameID, have);
+      const bool same = have == name, similar = Folded(have) == Folded(name);
+      if (same) exact.push_back(cid);
+      if (similar) loose.push_back(cid);
+      if (same && top_exact == 0 && is_top(c)) top_exact = cid;
+      if (similar && top_loose == 0 && is_top(c)) top_loose = cid;
+    }
+    uint64_t found = 0;
+    if (!anywhere) {
+      found = !exact.empty() ? exact[0] : !loose.empty() ? loose[0] : 0;
+    } else if (top_exact != 0 || top_loose != 0) {
+      found = top_exact != 0 ? top_exact : top_loose;
+    } else if (exact.size() == 1 || (exact.empty() && loose.size() == 1)) {
+      found = exact.empty() ? loose[0] : exact[0];
+    } else if (!loose.empty()) {
+      problem = "several categories are named '" + TextToUtf8(name) + "'; give its path";
+      return false;
+    }
+    if (found == 0 && create) {
+      found = db.Categories().CreateCategory(name, parent);
+      if (found == 0) {
+        problem = "cannot create '" + TextToUtf8(name) + "' here (read-only)";
+        return false;
+      }
+    }
+    if (found == 0) return true;  // checked only; created later
+    parent = found;
+    start = slash + 1;
+  }
+  id = parent;
+  return true;
+}
+
 }  // namespace vemra::cli

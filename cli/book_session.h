@@ -114,6 +114,12 @@ uint64_t CurrencyByCode(Book& db, const std::string& code);
 uint64_t FindAccount(Book& db, const std::string& key, std::string& problem);
 // "Food / Groceries" for a category; empty for none.
 std::string CategoryPath(Book& db, uint64_t id);
+// The category under `root` named by the path "A/B/C" (segments compared exactly, then without
+// case), creating the missing ones when `create`. 0 for an empty path. Returns false with
+// `problem` set for an empty segment, an ambiguous name or a refused creation; with `create`
+// false a missing segment leaves `id` 0 and returns true.
+bool ResolveCategory(Book& db, uint64_t root, const std::string& path, bool create, uint64_t& id,
+                     std::string& problem);
 // The currency named by its code, name (letter case aside) or ID; 0 when none or several.
 // Runs on the document's queue; call it off the queue.
 uint64_t FindCurrency(Document& d, const std::string& key);

@@ -38,6 +38,8 @@ constexpr std::string_view kUsage =
     "  transactions FILE [--period P | --from D --to D] [--group-by G] [--account A]...\n"
     "                   [--currency C]  the transactions of a period with running balances\n"
     "  categories FILE [--payees]       the category (or payee) tree\n"
+    "  category|payee add|rename|move|delete FILE PATH ...\n"
+    "                                   keep the category or payee tree\n"
     "  currencies FILE                  currencies with their rates\n"
     "  rate FILE FROM TO [RATE]         show or set an exchange rate\n"
     "  currency add FILE --name S [--code C] [--symbol S] [--decimals N]\n"
@@ -296,6 +298,8 @@ const std::map<std::string_view, Command>& Commands() {
       {"account", AccountCommand},
       {"group", GroupCommand},
       {"currency", CurrencyCommand},
+      {"category", CategoryCommand},
+      {"payee", PayeeCommand},
   };
   return kCommands;
 }

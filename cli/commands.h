@@ -49,6 +49,9 @@ int AddCommand(const Args& args, std::ostream& out, std::ostream& err);         
 int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
 int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err);     // transactions.cc
+// Keeping the category and payee trees (categories.cc).
+int CategoryCommand(const Args& args, std::ostream& out, std::ostream& err);
+int PayeeCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The currency editor (currency_commands.cc).
 int CurrencyCommand(const Args& args, std::ostream& out, std::ostream& err);
 // The account list's moves and deletions (account_list_commands.cc).

@@ -527,6 +527,43 @@ TEST_F(DocumentCommandsTest, FormProblemsExitTwoRefusalsOneAndNoChangeWritesNoth
   EXPECT_EQ(ReadBytes(book), bytes);
 }
 
+TEST_F(DocumentCommandsTest, CategoryAndPayeeTreesAreKeptFromTheShell) {
+  auto names = [&](bool payees) {
+    Args args{"categories", book, "--json"};
+    if (payees) args.push_back("--payees");
+    std::vector<std::string> out;
+    std::function<void(const Json&, const std::string&)> walk = [&](const Json& list,
+                                                                    const std::string& at) {
+      for (const Json& c : list) {
+        out.push_back(at + c["name"].get<std::string>());
+        walk(c["children"], at + c["name"].get<std::string>() + "/");
+      }
+    };
+    walk(Json::parse(Cli(args).out), "");
+    return out;
+  };
+  auto has = [](const std::vector<std::string>& v, const std::string& x) {
+    return std::find(v.begin(), v.end(), x) != v.end();
+  };
+  ASSERT_EQ(Cli({"category", "add", book, "Zorbing/Chess"}).status, kExitOK);
+  EXPECT_TRUE(has(names(false), "Zorbing/Chess"));
+  ASSERT_EQ(Cli({"category", "rename", book, "Zorbing/Chess", "Go"}).status, kExitOK);
+  ASSERT_EQ(Cli({"category", "move", book, "Zorbing/Go", "--top"}).status, kExitOK);
+  ASSERT_EQ(Cli({"category", "delete", book, "Zorbing"}).status, kExitOK);
+  std::vector<std::string> now = names(false);
+  EXPECT_TRUE(has(now, "Go"));
+  EXPECT_FALSE(has(now, "Zorbing"));
+  ASSERT_EQ(Cli({"payee", "add", book, "Shops/New corner"}).status, kExitOK);
+  EXPECT_TRUE(has(names(true), "Shops/New corner"));
+  const std::vector<uint8_t> bytes = ReadBytes(book);
+  EXPECT_EQ(Cli({"category", "add", book, "Go"}).status, kExitFailed);  // exists
+  EXPECT_EQ(Cli({"category", "move", book, "Food", "--to", "Food/Groceries"}).status, kExitFailed);
+  EXPECT_EQ(Cli({"category", "rename", book, "Nowhere", "X"}).status, kExitFailed);
+  EXPECT_EQ(Cli({"category", "move", book, "Go"}).status, kExitUsage);
+  EXPECT_EQ(Cli({"category", "paint", book, "Go"}).status, kExitUsage);
+  EXPECT_EQ(ReadBytes(book), bytes);
+}
+
 TEST_F(DocumentCommandsTest, ConcurrentAddsKeepEveryTransaction) {
   constexpr int kWriters = 40;
   std::vector<pid_t> children;
