@@ -327,7 +327,6 @@ class RowPrinter {
 
 // ---- add, edit, delete ----
 
-
 // One line about a transaction, for the reply of add and edit.
 std::string Describe(Book& db, const TTransaction& t) {
   int32_t kind = TransactionKind(t);

@@ -155,8 +155,8 @@ struct TDescription {
   uint64_t TransactionID = 0;
   std::wstring Description;
   std::wstring CategoryName;
-  int64_t Reserved1 = 0;  // always 0
-  int64_t Reserved2 = 0;  // always 0
+  int64_t Reserved1 = 0;    // always 0
+  int64_t Reserved2 = 0;    // always 0
   uint64_t CategoryID = 0;  // the category the description was filed under
 };
 
