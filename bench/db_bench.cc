@@ -301,6 +301,13 @@ void BM_TransactionsTreeMonthByCategory(benchmark::State& state) {
 }
 BENCHMARK(BM_TransactionsTreeMonthByCategory)->Apply(Sizes);
 
+// Stores transaction `id` again with `amount` withdrawn: one edit as a view makes it.
+void StoreNewAmount(Book& db, uint64_t id, double amount) {
+  auto e = db.GetEntry(id, 1);
+  static_cast<TTransaction&>(*e).Data.WithdrawAmount = amount;
+  db.StoreEntry(std::move(e));
+}
+
 // One stored edit (a recent transaction's amount) and the two trees a view then asks again.
 void BM_EditThenRefresh(benchmark::State& state) {
   Book& db = MonthBook(state.range(0));
@@ -308,10 +315,8 @@ void BM_EditThenRefresh(benchmark::State& state) {
   const uint64_t id = db.GetTable(1).rbegin()->first;
   double amount = 1;
   for (auto _ : state) {
-    auto e = db.GetEntry(id, 1);
-    static_cast<TTransaction&>(*e).Data.WithdrawAmount = amount;
+    StoreNewAmount(db, id, amount);
     amount += 0.01;
-    db.StoreEntry(std::move(e));
     benchmark::DoNotOptimize(db.Accounts().GetAccountsTree());
     benchmark::DoNotOptimize(
         db.Transactions().GetTransactionsTree(true, GroupBy::None, currency, {}));
@@ -352,10 +357,8 @@ void BM_EditThenLists(benchmark::State& state) {
   const std::vector<lists::SortKey> by_date = {{"date", true}};
   double amount = 1;
   for (auto _ : state) {
-    auto e = db.GetEntry(id, 1);
-    static_cast<TTransaction&>(*e).Data.WithdrawAmount = amount;
+    StoreNewAmount(db, id, amount);
     amount += 0.01;
-    db.StoreEntry(std::move(e));
     benchmark::DoNotOptimize(lists::AccountList::BuildRows(db));
     std::shared_ptr<lists::Node> root =
         lists::TransactionList::BuildRoot(db, true, GroupBy::Split, 0, {});
