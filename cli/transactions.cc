@@ -759,17 +759,26 @@ bool RowsOf(Document& d, const Parsed& p, std::vector<lists::Node>& rows, std::s
   return problem.empty();
 }
 
+// A book opened for a change with the rows the IDs after FILE name.
+struct OpenedRows {
+  Parsed p;
+  Session session;
+  std::vector<lists::Node> rows;
+  std::vector<const lists::Node*> pointers;  // to `rows`, as the list's commands take them
+};
+
 // Opens FILE for a change and reads the rows its IDs name. Returns kOpened, or the exit status
 // (usage, open failure or an ID naming nothing, reported on `err`).
-int OpenRows(const Args& args, const Shape& shape, Parsed& p, Session& session,
-             std::vector<lists::Node>& rows, std::ostream& out, std::ostream& err) {
-  if (int status = ParseAndOpen(args, shape, p, session, out, err); status != kOpened) {
+int OpenRows(const Args& args, const Shape& shape, OpenedRows& o, std::ostream& out,
+             std::ostream& err) {
+  if (int status = ParseAndOpen(args, shape, o.p, o.session, out, err); status != kOpened) {
     return status;
   }
   std::string problem;
-  if (!RowsOf(session.document(), p, rows, problem)) {
-    return session.Finish(Refuse(err, problem), err);
+  if (!RowsOf(o.session.document(), o.p, o.rows, problem)) {
+    return o.session.Finish(Refuse(err, problem), err);
   }
+  for (const lists::Node& row : o.rows) o.pointers.push_back(&row);
   return kOpened;
 }
 
@@ -778,12 +787,10 @@ int OpenRows(const Args& args, const Shape& shape, Parsed& p, Session& session,
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
   const Shape shape{kDeleteUsage, {}, {}, 2, SIZE_MAX, "delete takes FILE and one ID or more",
                     AlwaysChanges};
-  Parsed p;
-  Session session;
-  std::vector<lists::Node> rows;
-  if (int status = OpenRows(args, shape, p, session, rows, out, err); status != kOpened) {
-    return status;
-  }
+  OpenedRows o;
+  if (int status = OpenRows(args, shape, o, out, err); status != kOpened) return status;
+  const std::vector<lists::Node>& rows = o.rows;
+  Session& session = o.session;
   Document& d = session.document();
   // What the rows were, said before they go.
   std::vector<std::string> said;
@@ -797,10 +804,8 @@ int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err) {
       }
     }
   });
-  std::vector<const lists::Node*> pointers;
-  for (const lists::Node& row : rows) pointers.push_back(&row);
   lists::TransactionList list(d);
-  if (!list.deleteRows(pointers)) return session.Finish(Refuse(err, "nothing to delete"), err);
+  if (!list.deleteRows(o.pointers)) return session.Finish(Refuse(err, "nothing to delete"), err);
   // A row that is still there was refused (another user's read-only record).
   std::vector<std::string> refused;
   d.Sync([&] {
@@ -824,20 +829,13 @@ int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err) {
   const Shape shape{
       kMakeGroupUsage, {}, {}, 3, SIZE_MAX, "make-group takes FILE and two transaction IDs or more",
       AlwaysChanges};
-  Parsed p;
-  Session session;
-  std::vector<lists::Node> rows;
-  if (int status = OpenRows(args, shape, p, session, rows, out, err); status != kOpened) {
-    return status;
-  }
+  OpenedRows o;
+  if (int status = OpenRows(args, shape, o, out, err); status != kOpened) return status;
+  Session& session = o.session;
   Document& d = session.document();
-  std::vector<const lists::Node*> pointers;
   std::vector<uint64_t> ids;
-  for (const lists::Node& row : rows) {
-    pointers.push_back(&row);
-    ids.push_back(row.ID);
-  }
-  if (!lists::TransactionList::canMakeGroup(pointers)) {
+  for (const lists::Node& row : o.rows) ids.push_back(row.ID);
+  if (!lists::TransactionList::canMakeGroup(o.pointers)) {
     return session.Finish(
         Refuse(err, "a group is made of two transactions or more, none of them scheduled"), err);
   }

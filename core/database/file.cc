@@ -15,6 +15,7 @@
 #include "core/streams/compress.h"
 #include "core/streams/input_stream.h"
 #include "core/streams/output_stream.h"
+#include "core/streams/span_stream.h"
 #include "core/streams/zlib_streams.h"
 #include "platform/log.h"
 #include "platform/unicode.h"
@@ -168,33 +169,6 @@ class ScratchOutput : public IOutputStream {
   std::vector<uint8_t> bytes;
 };
 
-// An input stream over bytes held elsewhere (one record's body).
-class SpanInput : public IInputStream {
- public:
-  SpanInput(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-  size_t Read(void* dst, size_t n) override {
-    size_t k = std::min(n, size_ - pos_);
-    std::memcpy(dst, data_ + pos_, k);
-    pos_ += k;
-    eof_ = k < n;
-    return k;
-  }
-  int64_t Tell() override { return static_cast<int64_t>(pos_); }
-  bool Seek(int64_t offset) override {
-    if (offset < 0 || static_cast<size_t>(offset) > size_) return false;
-    pos_ = static_cast<size_t>(offset);
-    eof_ = false;
-    return true;
-  }
-  bool Eof() override { return eof_; }
-
- private:
-  const uint8_t* data_;
-  size_t size_;
-  size_t pos_ = 0;
-  bool eof_ = false;
-};
-
 // Whether `incoming` should replace `held`, two versions of one record or two deletion markers
 // of one ID: the newer change wins. Copies whose clocks lag can give two different versions
 // the same stamp; then the one whose stored bytes (header, then body) compare greater wins in
@@ -298,7 +272,7 @@ TReadReport DataBase::ReadRecords(IInputStream& in, bool reset_last_id, MergeLog
           ++report.Records;
           continue;
         }
-        SpanInput body(theirs.data() + kHeaderSize, h.Size);
+        SpanInputStream body(theirs.data() + kHeaderSize, h.Size);
         if (!e->LoadData(body, h.SecondaryType)) break;
         parsed = true;
       }

@@ -2,6 +2,7 @@
 // without copying them. The bytes must outlive the stream. One thread at a time.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -14,18 +15,17 @@ class SpanInputStream : public IInputStream {
   SpanInputStream(const uint8_t* data, size_t size) : data_(data), size_(size) {}
 
   size_t Read(void* dst, size_t n) override {
-    if (n > size_ - pos_) {
-      eof_ = true;
-      n = size_ - pos_;
-    }
-    if (n > 0) std::memcpy(dst, data_ + pos_, n);
-    pos_ += n;
-    return n;
+    size_t k = std::min(n, size_ - pos_);
+    if (k > 0) std::memcpy(dst, data_ + pos_, k);
+    pos_ += k;
+    eof_ = k < n;
+    return k;
   }
   int64_t Tell() override { return static_cast<int64_t>(pos_); }
+  // Fails for an offset before the start or past the end.
   bool Seek(int64_t offset) override {
-    if (offset < 0) return false;
-    pos_ = static_cast<size_t>(offset) < size_ ? static_cast<size_t>(offset) : size_;
+    if (offset < 0 || static_cast<size_t>(offset) > size_) return false;
+    pos_ = static_cast<size_t>(offset);
     eof_ = false;
     return true;
   }
