@@ -254,17 +254,14 @@ int EditEntry(const Args& args, bool group, const std::string& verb, std::ostrea
                     "; give --force to close it all the same");
     }
   }
-  if (!adding && !model.hasChanges()) {
-    out << "nothing changed\n";
-    return session.Finish(kExitOK, err);
+  uint64_t saved = 0;
+  if (int status = SaveEntry(
+          session, !adding, model.hasChanges(),
+          [&](std::vector<std::string>* problems) { return model.save(problems); }, saved, out,
+          err);
+      status != kOpened) {
+    return status;
   }
-  std::vector<std::string> problems;
-  const uint64_t saved = model.save(&problems);
-  if (saved == 0) {
-    for (const std::string& reason : problems) Refuse(err, reason);
-    return session.Finish(kExitFailed, err);
-  }
-  if (int status = session.Save(err); status != kExitOK) return session.Finish(status, err);
   if (p.Has("--json")) {
     Json j;
     j["ID"] = saved;

@@ -11,6 +11,7 @@
 #include <cwctype>
 #include <iostream>
 
+#include "collections/category_path.h"
 #include "core/records/account.h"
 #include "core/records/category.h"
 #include "core/records/currency.h"
@@ -55,10 +56,11 @@ int Session::Open(const std::string& path, const std::string* password, bool loc
   Document& d = *document_;
   std::string reason;
   struct stat st {};
-  // A read-only book or folder is reported when it is saved; a missing one when it is read.
-  if (lock && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && (st.st_mode & S_IWUSR) &&
-      !d.holdLock(path, &reason)) {
-    return Refuse(err, path + ": " + reason);
+  // A change to a read-only book is refused before any work, so that no part file records
+  // it; a read-only folder is reported when the book is saved, a missing book when it is read.
+  if (lock && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+    if ((st.st_mode & S_IWUSR) == 0) return Refuse(err, path + " is read-only");
+    if (!d.holdLock(path, &reason)) return Refuse(err, path + ": " + reason);
   }
   int code = d.readFile(path, &reason);
   if (code == kResultCantOpen && reason == "Is a directory") {
@@ -151,6 +153,23 @@ int ParseAndOpen(const Args& args, const Shape& shape, Parsed& p, Session& sessi
   const bool changes = shape.changes != nullptr && shape.changes(p);
   int status = session.Open(p.positional[0], p.Last("--password"), changes, err);
   return status == kExitOK ? kOpened : status;
+}
+
+int SaveEntry(Session& session, bool editing, bool has_changes,
+              const std::function<uint64_t(std::vector<std::string>*)>& save, uint64_t& saved,
+              std::ostream& out, std::ostream& err) {
+  if (editing && !has_changes) {
+    out << "nothing changed\n";
+    return session.Finish(kExitOK, err);
+  }
+  std::vector<std::string> problems;
+  saved = save(&problems);
+  if (saved == 0) {
+    for (const std::string& reason : problems) Refuse(err, reason);
+    return session.Finish(kExitFailed, err);
+  }
+  if (int status = session.Save(err); status != kExitOK) return session.Finish(status, err);
+  return kOpened;
 }
 
 int RunBook(const Args& args, const Shape& shape, std::ostream& out, std::ostream& err,
@@ -270,16 +289,7 @@ uint64_t FindAccount(Book& db, const std::string& key, std::string& problem) {
 
 // "Food / Groceries" for a category; empty for none.
 std::string CategoryPath(Book& db, uint64_t id) {
-  std::string path;
-  for (int steps = 0; id > kLastFixedRoot && steps < 64; ++steps) {
-    const TBaseEntry* e = db.FindEntry(id, 0);
-    if (e == nullptr || e->Header.Type != etCategory) break;
-    const auto& c = static_cast<const TCategory&>(*e);
-    std::string name = Text(db, c.Data.NameID);
-    path = path.empty() ? name : name + " / " + path;
-    id = c.Data.RootID;
-  }
-  return path;
+  return CategoryPathOf(db, id);
 }
 
 std::string AccountName(Book& db, uint64_t id) {
@@ -287,6 +297,27 @@ std::string AccountName(Book& db, uint64_t id) {
   const TBaseEntry* e = db.FindEntry(id, 0);
   if (e == nullptr || e->Header.Type != etAccount) return "#" + std::to_string(id);
   return Text(db, static_cast<const TAccount&>(*e).Data.NameID);
+}
+
+std::string Describe(Book& db, const TTransaction& t) {
+  int32_t kind = TransactionKind(t);
+  uint64_t account = kind == 1 ? t.Data.TargetAccountID : t.Data.WithdrawAccountID;
+  double amount = kind == 1 ? t.Data.TargetAmount : t.Data.WithdrawAmount;
+  std::string line = std::string(KindName(kind)) + " " + std::to_string(t.Header.ID) + ": " +
+                     FormatDate(t.Data.Date) + " " + AccountName(db, account) + " " +
+                     MoneyOf(db, db.Accounts().GetCurrencyID(account)).Format(amount);
+  if (kind == 2) {
+    line += " -> " + AccountName(db, t.Data.TargetAccountID) + " " +
+            MoneyOf(db, db.Accounts().GetCurrencyID(t.Data.TargetAccountID))
+                .Format(t.Data.TargetAmount);
+  }
+  std::string category = CategoryPath(db, t.Categories.CategoryID);
+  if (!category.empty()) line += ", " + category;
+  std::string payee = CategoryPath(db, t.Categories.PayeeID);
+  if (!payee.empty()) line += ", " + payee;
+  if (!t.Name.empty()) line += " \"" + TextToUtf8(std::wstring(t.Name)) + "\"";
+  if (t.Data.Cleared == 0) line += " (uncleared)";
+  return line;
 }
 
 const char* KindName(int32_t kind) {
@@ -312,76 +343,12 @@ uint64_t FindCurrency(Document& d, const std::string& key) {
 bool ResolveCategory(Book& db, uint64_t root, const std::string& path, bool create, uint64_t& id,
                      std::string& problem) {
   id = 0;
-  if (path.empty()) return true;
   std::wstring wide;
   if (!Utf8ToWide(path, wide)) {
     problem = "'" + path + "' is not UTF-8 text";
     return false;
   }
-  uint64_t parent = root;
-  size_t start = 0;
-  while (start <= wide.size()) {
-    size_t slash = std::min(wide.find(L'/', start), wide.size());
-    std::wstring name = wide.substr(start, slash - start);
-    size_t first = name.find_first_not_of(L' ');
-    name = first == std::wstring::npos
-               ? L""
-               : name.substr(first, name.find_last_not_of(L' ') + 1 - first);
-    if (name.empty()) {
-      problem = "empty name in the path '" + path + "'";
-      return false;
-    }
-    // The first name may also be a category deeper in the tree ("Groceries" for
-    // "Food/Groceries") when it names exactly one.
-    const bool anywhere = parent == root;
-    auto under = [&](const TCategory& c) {
-      uint64_t r = c.Data.RootID;
-      if (anywhere) return db.Categories().IsInBranch(root, c.Header.ID);
-      return r == parent;
-    };
-    auto is_top = [&](const TCategory& c) {
-      uint64_t r = c.Data.RootID;
-      return r == root ||
-             (root == kCategoryRoot && (r == kCategorySubRootA || r == kCategorySubRootB));
-    };
-    std::vector<uint64_t> exact, loose;
-    uint64_t top_exact = 0, top_loose = 0;
-    for (const auto& [cid, e] : db.GetTable(0)) {
-      if (e->Header.Type != etCategory) continue;
-      const auto& c = static_cast<const TCategory&>(*e);
-      if (!under(c) || db.Categories().IsHidden(cid)) continue;
-      std::wstring have;
-      db.GetString(c.Data.NameID, have);
-      const bool same = have == name, similar = Folded(have) == Folded(name);
-      if (same) exact.push_back(cid);
-      if (similar) loose.push_back(cid);
-      if (same && top_exact == 0 && is_top(c)) top_exact = cid;
-      if (similar && top_loose == 0 && is_top(c)) top_loose = cid;
-    }
-    uint64_t found = 0;
-    if (!anywhere) {
-      found = !exact.empty() ? exact[0] : !loose.empty() ? loose[0] : 0;
-    } else if (top_exact != 0 || top_loose != 0) {
-      found = top_exact != 0 ? top_exact : top_loose;
-    } else if (exact.size() == 1 || (exact.empty() && loose.size() == 1)) {
-      found = exact.empty() ? loose[0] : exact[0];
-    } else if (!loose.empty()) {
-      problem = "several categories are named '" + TextToUtf8(name) + "'; give its path";
-      return false;
-    }
-    if (found == 0 && create) {
-      found = db.Categories().CreateCategory(name, parent);
-      if (found == 0) {
-        problem = "cannot create '" + TextToUtf8(name) + "' here (read-only)";
-        return false;
-      }
-    }
-    if (found == 0) return true;  // checked only; created later
-    parent = found;
-    start = slash + 1;
-  }
-  id = parent;
-  return true;
+  return ResolveCategoryPath(db, root, wide, create, id, problem);
 }
 
 }  // namespace vemra::cli

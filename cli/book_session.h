@@ -64,6 +64,15 @@ class Session {
   bool saved_ = false;
 };
 
+// The end of an editor command run off the queue: an edit (`editing`) without changes says
+// "nothing changed" and writes nothing; otherwise `save` (an editor model's save: the ID, or 0
+// with its reasons) runs, a refusal is reported, and the book is saved. Returns kOpened with
+// `saved` set when the entry was stored and the book saved (the command then prints it and
+// finishes the session); otherwise the exit status, the session finished.
+int SaveEntry(Session& session, bool editing, bool has_changes,
+              const std::function<uint64_t(std::vector<std::string>*)>& save, uint64_t& saved,
+              std::ostream& out, std::ostream& err);
+
 // What a book command does once its book is open; runs on the document's queue.
 using BookBody = std::function<int(Parsed& p, Book& db, Session& session)>;
 
@@ -125,6 +134,9 @@ bool ResolveCategory(Book& db, uint64_t root, const std::string& path, bool crea
 uint64_t FindCurrency(Document& d, const std::string& key);
 std::string AccountName(Book& db, uint64_t id);
 const char* KindName(int32_t kind);
+// One line about a transaction: kind, ID, date, accounts with amounts, category, payee,
+// description and "(uncleared)".
+std::string Describe(Book& db, const TTransaction& t);
 // `t` in local time as "YYYY-MM-DD HH:MM".
 std::string LocalMinute(std::time_t t);
 

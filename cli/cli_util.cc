@@ -40,6 +40,7 @@ bool Parse(const Args& args, const std::vector<std::string_view>& valued,
         return false;
       }
       p.options[name].emplace_back();
+      p.sequence.emplace_back(name, "");
       continue;
     }
     if (std::find(valued.begin(), valued.end(), name) == valued.end()) {
@@ -54,6 +55,7 @@ bool Parse(const Args& args, const std::vector<std::string_view>& valued,
       value = args[++i];
     }
     p.options[name].push_back(value);
+    p.sequence.emplace_back(name, value);
   }
   return true;
 }

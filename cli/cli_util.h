@@ -8,6 +8,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cli/commands.h"
@@ -22,6 +23,8 @@ struct Parsed {
   std::vector<std::string> positional;
   // Every value an option was given, in command-line order; flags have one empty value.
   std::map<std::string, std::vector<std::string>> options;
+  // Every option with its value, in command-line order.
+  std::vector<std::pair<std::string, std::string>> sequence;
 
   bool Has(const std::string& name) const { return options.count(name) != 0; }
   // The last value of `name`, or null when it was not given.

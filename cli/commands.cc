@@ -44,9 +44,13 @@ constexpr std::string_view kUsage =
     "  rate FILE FROM TO [RATE]         show or set an exchange rate\n"
     "  currency add FILE --name S [--code C] [--symbol S] [--decimals N]\n"
     "  currency edit FILE CUR [...]     add or change a currency\n"
-    "  add FILE (--expense | --income | --transfer) --amount X --account A [...]\n"
-    "                                   add a transaction\n"
+    "  add FILE (--expense | --income | --transfer | --copy ID) --amount X [--account A]\n"
+    "           [...]                   add a transaction through the transaction editor\n"
     "  edit FILE ID [...]               change a transaction\n"
+    "  schedule add|edit|delete|list|upcoming FILE ...\n"
+    "                                   scheduled transactions and their coming dates\n"
+    "  account add|edit|close|reopen FILE ...\n"
+    "  group add|edit FILE ...          add or change accounts and account groups\n"
     "  delete FILE ID...                delete transactions, splits and categories\n"
     "  make-group FILE ID ID...         make a split of transactions\n"
     "  summary FILE                     accounts, balances and transaction counts\n"
@@ -290,6 +294,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"edit", EditCommand},
       {"delete", DeleteCommand},
       {"make-group", MakeGroupCommand},
+      {"schedule", ScheduleCommand},
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},

@@ -45,10 +45,11 @@ int CurrenciesCommand(const Args& args, std::ostream& out, std::ostream& err);  
 int RateCommand(const Args& args, std::ostream& out, std::ostream& err);          // accounts.cc
 int CategoriesCommand(const Args& args, std::ostream& out, std::ostream& err);    // categories.cc
 int TransactionsCommand(const Args& args, std::ostream& out, std::ostream& err);  // transactions.cc
-int AddCommand(const Args& args, std::ostream& out, std::ostream& err);           // transactions.cc
-int EditCommand(const Args& args, std::ostream& out, std::ostream& err);          // transactions.cc
-int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);        // transactions.cc
-int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err);     // transactions.cc
+int AddCommand(const Args& args, std::ostream& out, std::ostream& err);        // entry_commands.cc
+int EditCommand(const Args& args, std::ostream& out, std::ostream& err);       // entry_commands.cc
+int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);     // transactions.cc
+int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err);  // transactions.cc
+int ScheduleCommand(const Args& args, std::ostream& out, std::ostream& err);   // entry_commands.cc
 // Keeping the category and payee trees (categories.cc).
 int CategoryCommand(const Args& args, std::ostream& out, std::ostream& err);
 int PayeeCommand(const Args& args, std::ostream& out, std::ostream& err);

@@ -77,16 +77,14 @@ int Edit(const Args& args, bool adding, std::ostream& out, std::ostream& err) {
   if (p.Has("--symbol-after")) model.setSymbolPosition(1);
   if (p.Has("--symbol-before")) model.setSymbolPosition(0);
   if (decimals_text != nullptr) model.setDecimals(static_cast<int>(decimals));
-  if (!adding && !model.hasChanges()) {
-    out << "nothing changed\n";
-    return session.Finish(kExitOK, err);
+  uint64_t saved = 0;
+  if (int status = SaveEntry(
+          session, !adding, model.hasChanges(),
+          [&](std::vector<std::string>* problems) { return model.save(problems); }, saved, out,
+          err);
+      status != kOpened) {
+    return status;
   }
-  std::vector<std::string> problems;
-  if (model.save(&problems) == 0) {
-    for (const std::string& problem : problems) Refuse(err, problem);
-    return session.Finish(kExitFailed, err);
-  }
-  if (int status = session.Save(err); status != kExitOK) return session.Finish(status, err);
   if (p.Has("--json")) {
     WriteJsonLine(out, CurrencyJson(model.currency()));
   } else {

@@ -201,6 +201,9 @@ class ITransactions {
   virtual bool IsReadOnly(const TTransaction& t) = 0;
   virtual bool IsHidden(uint64_t id) = 0;
   virtual bool IsHidden(const TTransaction& t) = 0;
+  // The schedule stored under `id` (a scheduled transaction's ID, or the ScheduleID of its
+  // occurrence copy); a schedule of type 0 when no scheduled transaction has that ID.
+  virtual TSchedule GetSchedule(uint64_t id) = 0;
 };
 
 class ISplits {

@@ -206,6 +206,14 @@ TTransaction Transactions::GetTransaction(uint64_t id) {
   return out;
 }
 
+TSchedule Transactions::GetSchedule(uint64_t id) {
+  const TScheduledTransaction* scheduled = FindScheduled(*db_, id);
+  if (scheduled != nullptr) return scheduled->Schedule;
+  TSchedule none;
+  none.ScheduleType = 0;
+  return none;
+}
+
 bool Transactions::DeleteTransaction(uint64_t id) {
   if (IsReadOnly(id)) return false;
   if (db_->DeleteEntry(1, id)) return true;

@@ -35,6 +35,7 @@ class Transactions : public ITransactions {
   bool IsReadOnly(const TTransaction& t) override;
   bool IsHidden(uint64_t id) override;
   bool IsHidden(const TTransaction& t) override;
+  TSchedule GetSchedule(uint64_t id) override;
 
   // Remembered defaults of the transaction editor (a new transaction's date and cleared
   // state); the database sets them to today and cleared when it makes the collection.

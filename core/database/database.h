@@ -288,6 +288,11 @@ class DataBase : public TCoreDB {
   // later ones to `ghosts`, moves BeginDate past the due ones and returns 0.
   static ADate ExpandSchedule(TSchedule& schedule, ADate limit, std::vector<ADate>& due,
                               std::vector<ADate>& ghosts, bool next_only);
+  // The occurrence dates of `schedule` in [from, until] by the rule ExpandSchedule follows
+  // (from BeginDate on, not after EndDate when End is set), ascending, at most `max` of them.
+  // Pure; the cost grows with the occurrences listed and, for weekly schedules, the days.
+  static std::vector<ADate> ScheduleOccurrences(const TSchedule& schedule, ADate from, ADate until,
+                                                size_t max);
   // Enters the due occurrences (up to the earlier of today and `limit`) of every scheduled
   // transaction as transactions, with IDs and stamps that depend only on the schedule and the
   // date, outside the undo history; an occurrence whose record or deletion marker is held (it

@@ -163,6 +163,31 @@ ADate DataBase::ExpandSchedule(TSchedule& schedule, ADate limit, std::vector<ADa
   return Expand(schedule, limit, due, ghosts, next_only, passed);
 }
 
+std::vector<ADate> DataBase::ScheduleOccurrences(const TSchedule& schedule, ADate from, ADate until,
+                                                 size_t max) {
+  std::vector<ADate> out;
+  if (schedule.End && schedule.EndDate < until) until = schedule.EndDate;
+  ADate first = schedule.BeginDate;
+  if (first > until || max == 0) return out;
+  if (from > first) {
+    if (schedule.ScheduleType == 2) {
+      // Daily occurrences count from the start: jump to the first one on or after `from`.
+      const int64_t step = schedule.Day == 0 ? 1 : schedule.Day;
+      const int64_t steps = (int64_t{from.Val} - first.Val + step - 1) / step;
+      const int64_t d = first.Val + steps * step;
+      if (d > until.Val) return out;
+      first = ADate(static_cast<int32_t>(d));
+    } else {
+      first = from;
+    }
+  }
+  ForEachOccurrence(schedule, first, until, [&](ADate d) {
+    out.push_back(d);
+    return out.size() < max;
+  });
+  return out;
+}
+
 uint64_t DataBase::OccurrenceSlot(ADate d, uint64_t schedule_id, uint8_t schedule_type,
                                   uint32_t type, const std::map<uint64_t, uint64_t>& claimed) {
   // Where the residue of two schedules collides, the lower schedule ID keeps the shared IDs and
