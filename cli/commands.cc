@@ -54,6 +54,10 @@ constexpr std::string_view kUsage =
     "  delete FILE ID...                delete transactions, splits and categories\n"
     "  make-group FILE ID ID...         make a split of transactions\n"
     "  summary FILE                     accounts, balances and transaction counts\n"
+    "  quotes FILE [--host URL] [--currency CUR]\n"
+    "                                   today's exchange rates from the quotes service\n"
+    "  import-receipt FILE RECEIPT.json [--account A] [--category PATH] [--dry-run]\n"
+    "                                   fiscal receipts as splits, one per receipt\n"
     "  account move FILE ROW (--above ROW | --on GROUP | --end)\n"
     "                                   reorder the account list, regroup an account\n"
     "  account delete FILE ACCOUNT --yes  delete an account and its transactions\n"
@@ -295,6 +299,8 @@ const std::map<std::string_view, Command>& Commands() {
       {"delete", DeleteCommand},
       {"make-group", MakeGroupCommand},
       {"schedule", ScheduleCommand},
+      {"quotes", QuotesCommand},
+      {"import-receipt", ImportReceiptCommand},
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},

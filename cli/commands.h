@@ -50,6 +50,9 @@ int EditCommand(const Args& args, std::ostream& out, std::ostream& err);       /
 int DeleteCommand(const Args& args, std::ostream& out, std::ostream& err);     // transactions.cc
 int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err);  // transactions.cc
 int ScheduleCommand(const Args& args, std::ostream& out, std::ostream& err);   // entry_commands.cc
+int QuotesCommand(const Args& args, std::ostream& out, std::ostream& err);     // quotes_commands.cc
+int ImportReceiptCommand(const Args& args, std::ostream& out,
+                         std::ostream& err);  // receipt_commands.cc
 // Keeping the category and payee trees (categories.cc).
 int CategoryCommand(const Args& args, std::ostream& out, std::ostream& err);
 int PayeeCommand(const Args& args, std::ostream& out, std::ostream& err);

@@ -61,7 +61,10 @@ void CurrencyEditModel::setDecimals(int decimals) {
 bool CurrencyEditModel::hasChanges() const {
   return symbol_position_ != (currency_.Data.AlignRight != 0 ? 1 : 0) ||
          decimals_ != currency_.Data.Decimals || name_ != currency_.Name ||
-         symbol_ != currency_.Symbol || code_ != CodeText(currency_);
+         symbol_ != currency_.Symbol || code_ != CodeText(currency_) ||
+         // Saving also brings the rate-update flag in line with the code: a currency that
+         // never went through the editor changes when saved as it stands.
+         (currency_id_ != 0 && (currency_.Data.UpdateExRates != 0) != !code_.empty());
 }
 
 std::vector<std::string> CurrencyEditModel::validate() const {

@@ -39,7 +39,8 @@ class CurrencyEditModel {
   int decimals() const { return decimals_; }
   bool isNew() const { return currency_id_ == 0; }
 
-  // Whether a control differs from the currency as opened.
+  // Whether a control differs from the currency as opened, or saving would change its
+  // rate-update flag (which follows the code).
   bool hasChanges() const;
   // Why the controls cannot be saved, one message each; empty when they can: a name is
   // required and unique among the currencies (letter case aside), a code unique when given,

@@ -193,4 +193,45 @@ std::wstring FoldCase(std::wstring_view text) {
   return out;
 }
 
+bool ValidUtf8(std::string_view s, size_t& bad) {
+  const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+  const size_t n = s.size();
+  size_t i = 0;
+  while (i < n) {
+    const unsigned char c = p[i];
+    if (c < 0x80) {
+      ++i;
+      continue;
+    }
+    size_t len = 0;
+    unsigned char lo = 0x80, hi = 0xBF;  // the allowed range of the second byte
+    if (c >= 0xC2 && c <= 0xDF) {
+      len = 2;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+      len = 3;
+      if (c == 0xE0) lo = 0xA0;  // no overlong forms
+      if (c == 0xED) hi = 0x9F;  // no surrogates
+    } else if (c >= 0xF0 && c <= 0xF4) {
+      len = 4;
+      if (c == 0xF0) lo = 0x90;
+      if (c == 0xF4) hi = 0x8F;  // nothing above U+10FFFF
+    } else {
+      bad = i;
+      return false;
+    }
+    if (i + len > n || p[i + 1] < lo || p[i + 1] > hi) {
+      bad = i;
+      return false;
+    }
+    for (size_t k = 2; k < len; ++k) {
+      if ((p[i + k] & 0xC0) != 0x80) {
+        bad = i;
+        return false;
+      }
+    }
+    i += len;
+  }
+  return true;
+}
+
 }  // namespace vemra

@@ -20,6 +20,10 @@ std::string WideToUtf8Lossy(std::wstring_view text);
 // included).
 bool Utf8ToWide(std::string_view text, std::wstring& out);
 
+// Whether `s` is well-formed UTF-8 (no overlong forms, surrogates or code points past
+// U+10FFFF); when not, `bad` is the offset of the first byte that is not.
+bool ValidUtf8(std::string_view s, size_t& bad);
+
 // Convenience form of Utf8ToWide: the decoded text, or an empty string when malformed.
 std::wstring Utf8ToWide(std::string_view text);
 

@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   nlohmann-json3-dev
+  libcurl4-openssl-dev
 )
 if [ "${1:-}" = "--dev" ]; then
   packages+=(clang-format)

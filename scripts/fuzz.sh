@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Fuzzes one reader of outside bytes with libFuzzer over instrumented libraries:
 #   scripts/fuzz.sh TARGET [SECONDS] [libFuzzer options...]
-# TARGET: database_file_fuzz, part_file_fuzz, decompress_fuzz or record_body_fuzz. The search
+# TARGET: database_file_fuzz, part_file_fuzz, decompress_fuzz, record_body_fuzz,
+# quotes_reply_fuzz or receipts_fuzz. The search
 # starts from the checked-in seeds (fuzz/corpus/TARGET) and keeps what it finds in
 # build/fuzz/corpus/TARGET; crashes are written to build/fuzz/ as crash-*. Installs clang when
 # it is missing.

@@ -38,6 +38,10 @@ class TSplit : public TBaseEntry {
   RuntimeText FileLinks;
   // The split's transactions; filled by the splits collection, never stored here.
   std::vector<TTransaction> Transactions;
+  // What a receipt import read besides the records: the fiscal document number and the
+  // receipt's total. Never stored.
+  int32_t FiscalDocumentNumber = 0;
+  double Total = 0;
 
   static constexpr uint32_t kVersion = 0;
   static constexpr uint32_t kBodySize = 72;
