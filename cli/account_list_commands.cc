@@ -255,11 +255,7 @@ int EditEntry(const Args& args, bool group, const std::string& verb, std::ostrea
     }
   }
   uint64_t saved = 0;
-  if (int status = SaveEntry(
-          session, !adding, model.hasChanges(),
-          [&](std::vector<std::string>* problems) { return model.save(problems); }, saved, out,
-          err);
-      status != kOpened) {
+  if (int status = SaveEntry(session, !adding, model, saved, out, err); status != kOpened) {
     return status;
   }
   if (p.Has("--json")) {

@@ -72,6 +72,14 @@ class Session {
 int SaveEntry(Session& session, bool editing, bool has_changes,
               const std::function<uint64_t(std::vector<std::string>*)>& save, uint64_t& saved,
               std::ostream& out, std::ostream& err);
+// The same for an editor model (hasChanges and save).
+template <class Model>
+int SaveEntry(Session& session, bool editing, Model& model, uint64_t& saved, std::ostream& out,
+              std::ostream& err) {
+  return SaveEntry(
+      session, editing, model.hasChanges(),
+      [&](std::vector<std::string>* problems) { return model.save(problems); }, saved, out, err);
+}
 
 // What a book command does once its book is open; runs on the document's queue.
 using BookBody = std::function<int(Parsed& p, Book& db, Session& session)>;

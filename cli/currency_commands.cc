@@ -78,11 +78,7 @@ int Edit(const Args& args, bool adding, std::ostream& out, std::ostream& err) {
   if (p.Has("--symbol-before")) model.setSymbolPosition(0);
   if (decimals_text != nullptr) model.setDecimals(static_cast<int>(decimals));
   uint64_t saved = 0;
-  if (int status = SaveEntry(
-          session, !adding, model.hasChanges(),
-          [&](std::vector<std::string>* problems) { return model.save(problems); }, saved, out,
-          err);
-      status != kOpened) {
+  if (int status = SaveEntry(session, !adding, model, saved, out, err); status != kOpened) {
     return status;
   }
   if (p.Has("--json")) {

@@ -611,11 +611,7 @@ int EnterTransaction(const Args& args, Mode mode, std::ostream& out, std::ostrea
   }
 
   uint64_t saved = 0;
-  if (int status = SaveEntry(
-          session, !adding, model.hasChanges(),
-          [&](std::vector<std::string>* problems) { return model.save(problems); }, saved, out,
-          err);
-      status != kOpened) {
+  if (int status = SaveEntry(session, !adding, model, saved, out, err); status != kOpened) {
     return status;
   }
   const TTransaction& t = model.transaction();
