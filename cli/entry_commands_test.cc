@@ -157,23 +157,22 @@ TEST_F(EntryCommandsTest, FormProblemsExitTwoAndRefusalsOneWithoutWriting) {
   Json plain = Run({"add", book, "--expense", "--amount", "1"});
   const std::string id = std::to_string(plain["ID"].get<uint64_t>());
   const std::vector<uint8_t> before = ReadBytes(book);
+  // A new daily, weekly or monthly expense of 1 with `extra`.
+  auto schedule = [&](Args extra) {
+    Args args{"schedule", "add", book, "--expense", "--amount", "1"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return args;
+  };
   const std::pair<Args, int> cases[] = {
-      {{"schedule", "add", book, "--expense", "--amount", "1"}, kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--daily", "--weekly"}, kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--weekly", "--on", "funday"},
-       kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--daily", "--every", "10001"},
-       kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--daily", "--times", "0"},
-       kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--monthly", "--day", "32"},
-       kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--monthly", "--months", "jan,x"},
-       kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--weekly", "--every", "2"},
-       kExitUsage},
-      {{"schedule", "add", book, "--expense", "--amount", "1", "--daily", "--until", "2026-11-31"},
-       kExitUsage},
+      {schedule({}), kExitUsage},
+      {schedule({"--daily", "--weekly"}), kExitUsage},
+      {schedule({"--weekly", "--on", "funday"}), kExitUsage},
+      {schedule({"--daily", "--every", "10001"}), kExitUsage},
+      {schedule({"--daily", "--times", "0"}), kExitUsage},
+      {schedule({"--monthly", "--day", "32"}), kExitUsage},
+      {schedule({"--monthly", "--months", "jan,x"}), kExitUsage},
+      {schedule({"--weekly", "--every", "2"}), kExitUsage},
+      {schedule({"--daily", "--until", "2026-11-31"}), kExitUsage},
       {{"add", book, "--expense", "--amount", "1", "--date", "2026-11-23", "--start", "x"},
        kExitUsage},
       {{"add", book, "--expense", "--amount", "1.", "--name", "x"}, kExitUsage},
