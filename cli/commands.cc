@@ -58,6 +58,10 @@ constexpr std::string_view kUsage =
     "                                   today's exchange rates from the quotes service\n"
     "  import-receipt FILE RECEIPT.json [--account A] [--category PATH] [--dry-run]\n"
     "                                   fiscal receipts as splits, one per receipt\n"
+    "  sync FILE --folder ROOT [--watch]\n"
+    "                                   keep the book in step with its copies in ROOT\n"
+    "  sync FILE --enable|--disable|--status\n"
+    "                                   the book's cloud sync and its state\n"
     "  account move FILE ROW (--above ROW | --on GROUP | --end)\n"
     "                                   reorder the account list, regroup an account\n"
     "  account delete FILE ACCOUNT --yes  delete an account and its transactions\n"
@@ -301,6 +305,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"schedule", ScheduleCommand},
       {"quotes", QuotesCommand},
       {"import-receipt", ImportReceiptCommand},
+      {"sync", SyncCommand},
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <deque>
 #include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "core/streams/atomic_file.h"
@@ -218,6 +219,7 @@ class ChunkPipe : public IOutputStream {
 struct Document::WriterJob {
   std::string path;
   std::vector<uint8_t> plain;
+  std::string upload_folder;  // where the part waits to be sent; empty: cloud sync is off
 };
 
 // ---- Observers ----
@@ -772,6 +774,7 @@ void Document::JournalOnQueue() {
         failed_.push_back(job);
         return;
       }
+      if (!job->upload_folder.empty()) QueueForUpload(job->path, job->upload_folder);
       if (transport_ != nullptr) transport_->PartWritten(job->path);
     });
   };
@@ -823,6 +826,9 @@ void Document::JournalOnQueue() {
 
   auto job = std::make_shared<WriterJob>();
   job->path = folder + "/" + nextPartName();
+  // Every change waits in the upload folder while the cloud-sync flag is set, whether or not
+  // this machine can reach the cloud now: nothing made offline or logged out is lost.
+  if (book_->Header.Option1 != 0) job->upload_folder = folder + ".upload";
   OutputStream plain;
   book_->TakePart(plain);
   job->plain = plain.MemoryData();
@@ -831,6 +837,30 @@ void Document::JournalOnQueue() {
     pending_.push_back(job->path);
   }
   write_part(job);
+}
+
+void Document::QueueForUpload(const std::string& part, const std::string& upload_folder) {
+  std::string reason;
+  const std::string target = upload_folder + "/" + FileNameOf(part);
+  if (!platform::MakeFolders(upload_folder, &reason)) {
+    WriterFailed("journal: cannot make the upload folder " + upload_folder + ": " + reason);
+    return;
+  }
+  // Parts never change once written, so the cache and the upload folder share one file.
+  if (::link(part.c_str(), target.c_str()) == 0 || errno == EEXIST) return;
+  const bool copied = WriteNewFile(target, upload_folder + "/." + FileNameOf(part) + ".tmp",
+                                   [&](IOutputStream& out) {
+                                     std::ifstream in(part, std::ios::binary);
+                                     char block[1 << 16];
+                                     while (in.read(block, sizeof block) || in.gcount() > 0) {
+                                       const auto n = static_cast<size_t>(in.gcount());
+                                       if (out.Write(block, n) != n) return false;
+                                     }
+                                     return in.eof();
+                                   });
+  if (!copied && errno != EEXIST) {
+    WriterFailed("journal: cannot queue " + part + " for upload: " + std::strerror(errno));
+  }
 }
 
 void Document::RefreshBackupOnQueue(const std::string& backup) {

@@ -205,9 +205,11 @@ class Document {
 
   // Schedules the journal work on the queue and returns: the backup copy when it is missing,
   // pruning to the 32 newest parts (after refreshing the backup) when 64 or more are cached,
-  // and a new part file of the journal. Serialising runs on the queue; compressing, writing
-  // and syncing on the document's writer thread. Does nothing while untitled. A cache folder
-  // that cannot be made is logged and leaves the journal for the next call.
+  // and a new part file of the journal, which also waits in the upload folder while the
+  // book's cloud-sync flag (Option1) is set, whether or not a cloud is reachable. Serialising
+  // runs on the queue; compressing, writing and syncing on the document's writer thread. Does
+  // nothing while untitled. A cache folder that cannot be made is logged and leaves the journal for
+  // the next call.
   void writeAutosyncData();
   // Schedules a refresh of the backup copy: the queue serialises the records while the writer
   // compresses and writes them. Does nothing while untitled.
@@ -261,6 +263,8 @@ class Document {
   void RefreshBackupOnQueue(const std::string& backup);
   std::vector<std::string> CacheFilesOf(const std::string& folder, uint64_t database_id);
   void WriterFailed(const std::string& reason);
+  // On the writer: puts the written part `part` into `upload_folder` under its own name.
+  void QueueForUpload(const std::string& part, const std::string& upload_folder);
 
   void Unobserve(uint64_t id);
 

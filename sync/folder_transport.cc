@@ -2,6 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -60,6 +62,13 @@ bool Copy(int fd, IOutputStream& out, platform::Sha256& hash) {
   }
 }
 
+// The revision of a file other than "main": which file it is and when it was written. Parts are
+// never rewritten, so a different revision under the same name means another file took it.
+std::string FileRevision(const struct stat& st) {
+  return "f" + std::to_string(st.st_ino) + "-" + std::to_string(st.st_size) + "-" +
+         std::to_string(st.st_mtim.tv_sec) + "." + std::to_string(st.st_mtim.tv_nsec);
+}
+
 std::string TemporaryName(const std::string& folder, const std::string& name) {
   return folder + "/." + name + "." + std::to_string(::getpid()) + "." +
          std::to_string(g_temporary++) + ".tmp";
@@ -106,6 +115,7 @@ Status FolderTransport::List(const std::string& folder, const std::string&, List
     if (::fstatat(dir, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(st.st_mode)) {
       e.is_file = true;
       e.size = static_cast<uint64_t>(st.st_size);
+      e.rev = FileRevision(st);
     }
     entries.push_back(std::move(e));
   }
@@ -144,6 +154,8 @@ Status FolderTransport::Download(const std::string& folder, const std::string& n
   const int fd = OpenRegular(dir, name, status);
   ::close(dir);
   if (fd < 0) return status;
+  struct stat st {};
+  ::fstat(fd, &st);
   platform::Sha256 hash;
   const size_t slash = destination.find_last_of('/');
   const std::string target_folder = slash == std::string::npos ? "." : destination.substr(0, slash);
@@ -157,7 +169,7 @@ Status FolderTransport::Download(const std::string& folder, const std::string& n
     return error == EEXIST ? Fail(Failure::kConflict, destination + ": exists already")
                            : SystemFailure(destination, error);
   }
-  rev = platform::Sha256::ToHex(hash.Finish());
+  rev = name == "main" ? platform::Sha256::ToHex(hash.Finish()) : FileRevision(st);
   return Status{};
 }
 
@@ -187,7 +199,13 @@ Status FolderTransport::Upload(const std::string& source, const std::string& fol
     return error == EEXIST ? Fail(Failure::kConflict, folder + "/" + name + ": exists already")
                            : SystemFailure(folder + "/" + name, error);
   }
-  rev = platform::Sha256::ToHex(hash.Finish());
+  if (name == "main") {
+    rev = platform::Sha256::ToHex(hash.Finish());
+  } else {
+    struct stat placed {};
+    if (::stat(target.c_str(), &placed) != 0) return SystemFailure(folder + "/" + name, errno);
+    rev = FileRevision(placed);
+  }
   return Status{};
 }
 
@@ -217,15 +235,46 @@ Status FolderTransport::Wait(const std::string& folder, int seconds,
   std::string path;
   if (Status s = Resolve(folder, path); !s.ok()) return s;
   const std::string before = Signature(path);
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  while (std::chrono::steady_clock::now() < end) {
-    if (cancel != nullptr && cancel->load()) return Status{};
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    if (Signature(path) != before) {
-      changed = true;
-      return Status{};
+  // inotify tells of local writes at once; a network share's remote writes only show in a
+  // listing, so the folder is also looked at every few seconds. A folder that does not exist
+  // yet is watched through its parent.
+  const int notify = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (notify >= 0) {
+    const uint32_t mask = IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_CLOSE_WRITE |
+                          IN_DELETE_SELF | IN_MOVE_SELF;
+    if (::inotify_add_watch(notify, path.c_str(), mask) < 0) {
+      ::inotify_add_watch(notify, path.substr(0, path.find_last_of('/')).c_str(), mask);
     }
   }
+  const auto start = std::chrono::steady_clock::now();
+  const auto end = start + std::chrono::seconds(seconds);
+  auto next_look = start + std::chrono::seconds(5);
+  while (std::chrono::steady_clock::now() < end) {
+    if (cancel != nullptr && cancel->load()) break;
+    bool look = false;
+    if (notify >= 0) {
+      pollfd p{notify, POLLIN, 0};
+      if (::poll(&p, 1, 200) > 0) {
+        char events[4096];
+        while (::read(notify, events, sizeof events) > 0) {
+        }
+        look = true;
+      }
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      look = true;
+    }
+    if (std::chrono::steady_clock::now() >= next_look) {
+      look = true;
+      next_look = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    }
+    // Writers' temporary files come and go; only a change of the listed files counts.
+    if (look && Signature(path) != before) {
+      changed = true;
+      break;
+    }
+  }
+  if (notify >= 0) ::close(notify);
   return Status{};
 }
 

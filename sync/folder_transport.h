@@ -17,14 +17,17 @@ class FolderTransport : public Transport {
   // The folder transport under `root`, an existing folder.
   explicit FolderTransport(std::string root);
 
-  // One page. The revision of "main" is the hex SHA-256 of its content; parts, which are never
-  // rewritten, have none.
+  // One page. The revision of "main" is the hex SHA-256 of its content; that of any other file
+  // names the file and its writing (inode, size, change time), so that a file written anew
+  // under an old name has a new one.
   Status List(const std::string& folder, const std::string& cursor, Listing& out) override;
   Status Download(const std::string& folder, const std::string& name,
                   const std::string& destination, std::string& rev) override;
   Status Upload(const std::string& source, const std::string& folder, const std::string& name,
                 bool overwrite, std::string& rev) override;
-  // Looks at the folder's names, sizes and change times every 200 ms.
+  // Waits for inotify to report a write in the folder (or its parent while it is missing) and
+  // compares the folder's names, sizes and change times then, and every 5 s for writes that
+  // inotify does not see (network shares). Ends within 200 ms of `cancel`.
   Status Wait(const std::string& folder, int seconds, const std::atomic<bool>* cancel,
               bool& changed) override;
 

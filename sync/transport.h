@@ -33,7 +33,8 @@ struct Status {
 
 struct Entry {
   std::string name;
-  std::string rev;       // the service's revision of the file's content; may be empty
+  std::string rev;       // the service's revision: a file written anew under the same name
+                         // gets a new one; may be empty
   bool is_file = false;  // folders, links and special files are listed but never transferred
   uint64_t size = 0;
 };

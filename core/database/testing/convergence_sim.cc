@@ -50,9 +50,9 @@ std::unique_ptr<InputStream> Input(const Bytes& bytes) {
   return in;
 }
 
-// What one copy holds that must end the same in every copy: the records, the markers and the
-// merged settings, as bytes.
-std::string Snapshot(DataBase& db) {
+}  // namespace
+
+std::string BookSnapshot(DataBase& db) {
   std::ostringstream s;
   const TDBHeader& h = db.Header;
   s << "header " << h.DatabaseID << " " << h.SettingsStamp << " " << int{h.Option0} << " "
@@ -74,6 +74,8 @@ std::string Snapshot(DataBase& db) {
   }
   return s.str();
 }
+
+namespace {
 
 // The newest change of one ID made by a user action in any copy.
 struct Newest {
@@ -401,9 +403,9 @@ void Simulation::MergeWhole(int from, int to) {
 
 std::string Simulation::Check() {
   std::ostringstream failure;
-  const std::string first = Snapshot(*copies_[0]);
+  const std::string first = BookSnapshot(*copies_[0]);
   for (int c = 1; c < kCopies; ++c) {
-    std::string other = Snapshot(*copies_[c]);
+    std::string other = BookSnapshot(*copies_[c]);
     if (other == first) continue;
     // The first line that differs names the record.
     std::istringstream a(first), b(other);

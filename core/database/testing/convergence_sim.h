@@ -10,6 +10,10 @@
 #include <ostream>
 #include <string>
 
+namespace vemra {
+class DataBase;
+}  // namespace vemra
+
 namespace vemra::testing {
 
 struct SimulationResult {
@@ -19,6 +23,10 @@ struct SimulationResult {
   size_t parts = 0;   // part files written
   size_t merges = 0;  // whole-file merges
 };
+
+// What one copy holds that must end the same in every copy: the records, the deletion markers
+// and the merged settings and texts, as text.
+std::string BookSnapshot(DataBase& db);
 
 // Runs the simulation of `seed`; with `trace` every step is written there. Pins the process
 // clock while it runs (restoring it afterwards) and writes part files into a temporary folder

@@ -1,0 +1,39 @@
+// A seeded simulation of three copies of one book kept in step only through sync runs over a
+// cloud folder: each copy adds, edits and deletes transactions and runs syncs while the transport
+// fails requests, drops replies after storing, hides parts from listings (late), lists them
+// twice, loses them, replaces or deletes the main file between the listing and the download, and
+// "kills" the process in the middle of a transfer (the run stops, the open book is thrown away
+// unsaved and read again from disk). At quiescence, with the faults off, every copy must hold the
+// same records, deletion markers and settings, each ID at the newest change made to it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "sync/transport.h"
+
+namespace vemra::testing {
+
+struct SyncSimulationResult {
+  bool converged = false;
+  std::string failure;  // what differs, when the copies did not end the same
+  size_t actions = 0;   // user changes
+  size_t runs = 0;      // sync runs, the quiescent ones included
+  size_t kills = 0;     // runs cut short
+  size_t faults = 0;    // requests failed, dropped or disturbed
+};
+
+// Makes the transport of the cloud folder at `root`.
+using TransportFactory = std::function<std::unique_ptr<sync::Transport>(const std::string& root)>;
+
+// Runs the simulation of `seed` in `folder` (made and emptied by the caller), over the folder
+// transport unless `factory` gives another. Sets XDG_CACHE_HOME under `folder` while it runs;
+// with `trace` every step is written there. Not thread-safe.
+SyncSimulationResult RunSyncSimulation(uint64_t seed, const std::string& folder,
+                                       const TransportFactory& factory = {},
+                                       std::ostream* trace = nullptr);
+
+}  // namespace vemra::testing
