@@ -62,6 +62,10 @@ constexpr std::string_view kUsage =
     "                                   keep the book in step with its copies in ROOT\n"
     "  sync FILE --enable|--disable|--status\n"
     "                                   the book's cloud sync and its state\n"
+    "  sync FILE --dropbox [--api-base URL] [--watch]\n"
+    "                                   keep the book in step through its Dropbox\n"
+    "  dropbox login|logout|link FILE|unlink FILE\n"
+    "                                   this machine's Dropbox login, a book's account\n"
     "  account move FILE ROW (--above ROW | --on GROUP | --end)\n"
     "                                   reorder the account list, regroup an account\n"
     "  account delete FILE ACCOUNT --yes  delete an account and its transactions\n"
@@ -306,6 +310,7 @@ const std::map<std::string_view, Command>& Commands() {
       {"quotes", QuotesCommand},
       {"import-receipt", ImportReceiptCommand},
       {"sync", SyncCommand},
+      {"dropbox", DropboxCommand},
       {"cache", CacheCommand},
       {"restore", RestoreCommand},
       {"period", PeriodCommand},

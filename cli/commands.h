@@ -52,6 +52,7 @@ int MakeGroupCommand(const Args& args, std::ostream& out, std::ostream& err);  /
 int ScheduleCommand(const Args& args, std::ostream& out, std::ostream& err);   // entry_commands.cc
 int QuotesCommand(const Args& args, std::ostream& out, std::ostream& err);     // quotes_commands.cc
 int SyncCommand(const Args& args, std::ostream& out, std::ostream& err);       // sync_commands.cc
+int DropboxCommand(const Args& args, std::ostream& out, std::ostream& err);    // sync_commands.cc
 int ImportReceiptCommand(const Args& args, std::ostream& out,
                          std::ostream& err);  // receipt_commands.cc
 // Keeping the category and payee trees (categories.cc).

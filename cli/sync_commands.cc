@@ -7,13 +7,19 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
+#include <iostream>
+#include <memory>
 #include <thread>
 
 #include "cli/book_session.h"
 #include "core/records/dates.h"
+#include "platform/log.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "platform/unicode.h"
+#include "sync/dropbox.h"
+#include "sync/dropbox_login.h"
 #include "sync/folder_transport.h"
 #include "sync/sync_run.h"
 
@@ -21,7 +27,8 @@ namespace vemra::cli {
 namespace {
 
 constexpr std::string_view kSyncUsage =
-    "usage: kestrum-cli sync FILE --folder ROOT [--watch [--for SECONDS]] [--json]\n"
+    "usage: kestrum-cli sync FILE (--folder ROOT | --dropbox [--api-base URL])\n"
+    "                        [--watch [--for SECONDS]] [--json]\n"
     "       kestrum-cli sync FILE --enable | --disable\n"
     "       kestrum-cli sync FILE --status [--json]\n"
     "\n"
@@ -29,8 +36,11 @@ constexpr std::string_view kSyncUsage =
     "file's name without its extension), a folder that a desktop sync tool or a network share\n"
     "keeps: sends the changes waiting in the upload queue, fetches the main file when it is new\n"
     "and the change files of other copies, merges them, saves the book, and publishes a fresh\n"
-    "main file when the folder has none. With --watch it runs again whenever the folder changes\n"
-    "(and every 5 seconds) until interrupted or for SECONDS.\n"
+    "main file when the folder has none. With --dropbox the cloud folder is /NAME.sync in the\n"
+    "Dropbox the book is linked to (kestrum-cli dropbox link); URL replaces the service's\n"
+    "address (setting com.vemra.finance.mac.dropbox_api_base). With --watch it runs again\n"
+    "whenever the folder changes (a folder is looked at every 5 seconds too; Dropbox is asked by\n"
+    "long poll) or a change waits to be sent, until interrupted or for SECONDS.\n"
     "--enable and --disable set the book's cloud-sync flag, which travels with the book: while it\n"
     "is set, every change waits in the upload queue for the next run. --status shows the flag,\n"
     "the queue, the stored revision and the last sync.\n"
@@ -77,23 +87,120 @@ void Print(const sync::RunReport& r, bool json, std::ostream& out, std::ostream&
   for (const std::string& e : r.errors) err << "kestrum-cli: " << e << "\n";
 }
 
+// Where a book syncs to: the transport, made once the book is open (a Dropbox book names its
+// account), and the setting its main file's revision is kept under.
+struct Target {
+  std::function<std::unique_ptr<sync::Transport>(Document&, std::string& problem)> make;
+  std::string revision_key;
+  std::unique_ptr<sync::Transport> transport;
+  std::string folder;    // the book's cloud folder, "/Home.sync"
+  std::string queue;     // its upload folder
+  int wait_seconds = 5;  // how long one wait for a change lasts before the queue is looked at
+};
+
+// The Dropbox client of the book open in `d`: the token in its account record when it has
+// one (asking for the account's address when the record lacks it, as linking does), else this
+// machine's login for the record's account. Null with `problem` when there is none.
+std::unique_ptr<sync::Transport> DropboxFor(Document& d, const std::string& path,
+                                            const std::string& base_option, std::string& problem) {
+  std::wstring text;
+  d.Sync([&] { text = d.database().GetDatabaseText(3); });
+  Json record = Json::parse(TextToUtf8(text), nullptr, false);
+  if (!record.is_object()) record = Json::object();
+  const std::string account = record.value("account", "");
+  const std::string token = record.value("token", "");
+  if (account.empty() && token.empty()) {
+    problem = path + " is not linked to Dropbox: run kestrum-cli dropbox link " + path;
+    return nullptr;
+  }
+  sync::DropboxLogin login;
+  std::string no_login;
+  const bool logged_in = sync::ReadLogin(login, no_login);
+  std::string base = base_option;
+  if (base.empty()) {
+    const Json settings = platform::Settings().Read();
+    base = settings.value(sync::kDropboxApiBaseKey, logged_in ? login.api_base : "");
+  }
+  if (!base.empty() && !sync::AcceptableBase(base, problem)) return nullptr;
+  const sync::DropboxHosts hosts = sync::DropboxHosts::WithBase(base);
+  if (!token.empty()) {
+    auto client = std::make_unique<sync::DropboxTransport>(hosts, token);
+    if (account.empty()) {
+      std::string email;
+      const sync::Status s = client->CurrentAccount(email);
+      if (s.ok()) {
+        const std::string linked = sync::AccountRecord(email, token);
+        std::wstring wide;
+        Utf8ToWide(linked, wide);
+        d.Sync([&] { d.database().SetDatabaseText(3, wide); });
+        platform::LogLine("Dropbox new token: " + linked);
+        if (!d.saveToFile().ok()) platform::LogLine("Dropbox: the account could not be saved");
+      } else {
+        platform::LogLine("Dropbox request account error: " + s.text);
+      }
+    }
+    return client;
+  }
+  if (!logged_in) {
+    problem = no_login;
+    return nullptr;
+  }
+  if (login.account != account) {
+    problem = path + " is linked to the Dropbox account " + account +
+              ", but this machine is logged in as " + login.account +
+              ": run kestrum-cli dropbox login";
+    return nullptr;
+  }
+  // An expired token is refreshed and kept for the next process.
+  auto refresh = [hosts, login]() mutable {
+    std::string why;
+    if (!sync::RefreshAccessToken(hosts, login).ok() || !sync::WriteLogin(login, why))
+      return std::string();
+    return login.access_token;
+  };
+  return std::make_unique<sync::DropboxTransport>(hosts, login.access_token, refresh);
+}
+
+// Whether a change waits in the upload folder `queue`.
+bool Queued(const std::string& queue) {
+  bool any = false;
+  if (DIR* dir = queue.empty() ? nullptr : ::opendir(queue.c_str())) {
+    while (const dirent* e = ::readdir(dir)) any = any || e->d_name[0] != '.';
+    ::closedir(dir);
+  }
+  return any;
+}
+
 // Opens the book (locked for the run only, so that other commands take turns with a watch),
 // runs one sync and reports it. `password` is filled in from the first open.
-// `folder` gets the book's cloud folder.
-int RunOnce(const std::string& path, std::string& password, bool have_password,
-            sync::Transport& transport, bool json, std::string& folder, std::ostream& out,
-            std::ostream& err) {
+int RunOnce(const std::string& path, std::string& password, bool have_password, Target& target,
+            bool json, std::ostream& out, std::ostream& err) {
   Session session;
   if (int status = session.Open(path, have_password ? &password : nullptr, true, err);
       status != kExitOK) {
     return status;
   }
   Document& d = session.document();
-  folder = d.cloudFolder();
-  if (folder.size() > 1) folder.pop_back();  // the trailing "/"
+  target.folder = d.cloudFolder();
+  if (target.folder.size() > 1) target.folder.pop_back();  // the trailing "/"
+  target.queue = platform::CacheFolderFor(d.path()) + ".upload";
   std::wstring admin = d.getAdminPassword();
   if (!admin.empty()) password = WideToUtf8Lossy(admin);
-  const sync::RunReport report = sync::RunSync(d, transport);
+  bool flag = false;
+  d.Sync([&] { flag = d.database().Header.Option1 != 0; });
+  sync::RunReport report;
+  if (!flag) {
+    report.errors.push_back(sync::kSyncOff);
+  } else {
+    if (!target.transport) {
+      std::string problem;
+      target.transport = target.make(d, problem);
+      if (!target.transport) return session.Finish(Refuse(err, problem), err);
+    }
+    sync::RunOptions options;
+    options.revision_key = target.revision_key;
+    report = sync::RunSync(d, *target.transport, options);
+  }
   if (!json && !report.errors.empty() && report.errors.front() == sync::kSyncOff) {
     return session.Finish(
         Refuse(err, std::string(sync::kSyncOff) + ": turn it on with kestrum-cli sync " + path +
@@ -196,12 +303,18 @@ int SyncCommand(const Args& args, std::ostream& out, std::ostream& err) {
 
   Parsed p;
   std::string problem;
-  if (!Parse(args, {"--folder", "--for", "--password"}, {"--watch", "--json"}, p, problem)) {
+  if (!Parse(args, {"--folder", "--api-base", "--for", "--password"},
+             {"--dropbox", "--watch", "--json"}, p, problem)) {
     return Usage(err, kSyncUsage, problem);
   }
   if (p.positional.size() != 1) return Usage(err, kSyncUsage, "give one FILE");
   const std::string* root = p.Last("--folder");
-  if (root == nullptr) return Usage(err, kSyncUsage, "give --folder ROOT");
+  if ((root == nullptr) == !p.Has("--dropbox")) {
+    return Usage(err, kSyncUsage, "give either --folder ROOT or --dropbox");
+  }
+  if (p.Has("--api-base") && !p.Has("--dropbox")) {
+    return Usage(err, kSyncUsage, "--api-base goes with --dropbox");
+  }
   int64_t seconds = -1;
   if (const std::string* f = p.Last("--for")) {
     if (!p.Has("--watch")) return Usage(err, kSyncUsage, "--for goes with --watch");
@@ -211,16 +324,31 @@ int SyncCommand(const Args& args, std::ostream& out, std::ostream& err) {
     }
     seconds = static_cast<int64_t>(value);
   }
-  if (!IsFolder(*root)) return Refuse(err, *root + ": no such folder");
   const std::string& path = p.positional[0];
-  sync::FolderTransport transport(*root);
+  Target target;
+  if (root != nullptr) {
+    if (!IsFolder(*root)) return Refuse(err, *root + ": no such folder");
+    target.revision_key = sync::kFolderRevisionKey;
+    target.make = [root = *root](Document&, std::string&) {
+      return std::make_unique<sync::FolderTransport>(root);
+    };
+  } else {
+    const std::string base = p.Last("--api-base") != nullptr ? *p.Last("--api-base") : "";
+    if (!base.empty() && !sync::AcceptableBase(base, problem)) {
+      return Usage(err, kSyncUsage, problem);
+    }
+    target.revision_key = sync::kDropboxRevisionKey;
+    target.wait_seconds = 30;  // the shortest long poll the service takes
+    target.make = [base, path](Document& d, std::string& why) {
+      return DropboxFor(d, path, base, why);
+    };
+  }
   std::string password = p.Last("--password") != nullptr ? *p.Last("--password") : "";
   bool have_password = p.Last("--password") != nullptr;
   const bool json = p.Has("--json");
 
-  std::string folder;
-  int result = RunOnce(path, password, have_password, transport, json, folder, out, err);
-  if (!p.Has("--watch")) return result;
+  int result = RunOnce(path, password, have_password, target, json, out, err);
+  if (!p.Has("--watch") || !target.transport) return result;
   if (!password.empty()) have_password = true;
 
   g_stop = false;
@@ -230,23 +358,143 @@ int SyncCommand(const Args& args, std::ostream& out, std::ostream& err) {
   ::sigemptyset(&action.sa_mask);
   ::sigaction(SIGINT, &action, &old_int);
   ::sigaction(SIGTERM, &action, &old_term);
+  bool stopped = false;  // by a signal
   const auto end = seconds < 0 ? std::chrono::steady_clock::time_point::max()
                                : std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  while (!g_stop && std::chrono::steady_clock::now() < end) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::seconds>(end - std::chrono::steady_clock::now());
+  auto left = [&] {
+    return std::chrono::duration_cast<std::chrono::seconds>(end - std::chrono::steady_clock::now())
+        .count();
+  };
+  // A wait ends at a signal or when the time is up, whichever comes first.
+  std::atomic<bool> stop_wait{false};
+  std::thread timer([&] {
+    while (!g_stop && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    stop_wait = true;
+  });
+  // Errors of the wait are retried after 1, 2, 4 … 60 s; a good answer starts again at 1.
+  int pause = 1;
+  while (!g_stop && left() >= 0 && std::chrono::steady_clock::now() < end) {
     bool changed = false;
-    sync::Status s = transport.Wait(
-        folder, static_cast<int>(std::min<int64_t>(5, left.count() + 1)), &g_stop, changed);
+    const sync::Status s = target.transport->Wait(
+        target.folder, static_cast<int>(std::clamp<int64_t>(left() + 1, 1, target.wait_seconds)),
+        &stop_wait, changed);
     if (g_stop || std::chrono::steady_clock::now() >= end) break;
     if (!s.ok() && s.failure != sync::Failure::kNotFound) {
-      std::this_thread::sleep_for(std::chrono::seconds(1));
+      err << "kestrum-cli: " << s.text << "\n";
+      for (int k = 0; k < pause * 10 && !g_stop && std::chrono::steady_clock::now() < end; ++k) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      }
+      pause = std::min(pause * 2, 60);
+      continue;
     }
-    result = RunOnce(path, password, have_password, transport, json, folder, out, err);
+    pause = 1;
+    if (changed || Queued(target.queue)) {
+      result = RunOnce(path, password, have_password, target, json, out, err);
+    }
   }
+  stopped = g_stop;
+  g_stop = true;  // ends the timer
+  timer.join();
   ::sigaction(SIGINT, &old_int, nullptr);
   ::sigaction(SIGTERM, &old_term, nullptr);
-  return g_stop ? kExitOK : result;
+  return stopped ? kExitOK : result;
+}
+
+namespace {
+
+constexpr std::string_view kDropboxUsage =
+    "usage: kestrum-cli dropbox login [--api-base URL]\n"
+    "       kestrum-cli dropbox logout\n"
+    "       kestrum-cli dropbox link FILE\n"
+    "       kestrum-cli dropbox unlink FILE\n"
+    "\n"
+    "login lets Kestrum use your Dropbox: it prints an address to open in a browser, where you\n"
+    "allow access and get a code to paste here. The tokens stay in this machine's\n"
+    "$XDG_CONFIG_HOME/kestrum/dropbox.json, never in a book. logout forgets them.\n"
+    "link makes FILE sync with the logged-in account's Dropbox (it records the account, not the\n"
+    "token, and turns the book's cloud sync on); unlink removes the account from FILE.\n";
+
+int Login(const Parsed& p, std::ostream& out, std::ostream& err) {
+  std::string base = p.Last("--api-base") != nullptr ? *p.Last("--api-base") : "";
+  std::string problem;
+  if (base.empty()) base = platform::Settings().Read().value(sync::kDropboxApiBaseKey, "");
+  if (!base.empty() && !sync::AcceptableBase(base, problem)) {
+    return Usage(err, kDropboxUsage, problem);
+  }
+  const sync::DropboxHosts hosts = sync::DropboxHosts::WithBase(base);
+  const std::string verifier = sync::NewVerifier();
+  out << "Open this address, allow Kestrum, and paste the code it shows:\n"
+      << sync::AuthorizeUrl(hosts, sync::Challenge(verifier)) << "\ncode: " << std::flush;
+  std::string code;
+  std::getline(std::cin, code);
+  while (!code.empty() && std::isspace(static_cast<unsigned char>(code.back()))) code.pop_back();
+  while (!code.empty() && std::isspace(static_cast<unsigned char>(code.front()))) code.erase(0, 1);
+  if (code.empty()) return Refuse(err, "no code was pasted; nothing changed");
+  sync::DropboxLogin login;
+  login.api_base = base;
+  if (const sync::Status s = sync::ExchangeCode(hosts, code, verifier, login); !s.ok()) {
+    return Refuse(err, "Dropbox did not accept the code: " + s.text);
+  }
+  if (!sync::WriteLogin(login, problem)) return Refuse(err, "cannot keep the login: " + problem);
+  out << "logged in as " << login.account << "\n";
+  return kExitOK;
+}
+
+// Writes the account record into the book named by p and sets the cloud-sync flag (link), or
+// clears the record (unlink).
+int Link(const Args& args, bool link, std::ostream& out, std::ostream& err) {
+  sync::DropboxLogin login;
+  std::string problem;
+  if (link && !sync::ReadLogin(login, problem)) return Refuse(err, problem);
+  const Shape shape{kDropboxUsage, {}, {}, 1, 1, "give one FILE", AlwaysChanges};
+  return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
+    const std::string record = link ? sync::AccountRecord(login.account, "") : "";
+    std::wstring wide;
+    Utf8ToWide(record, wide);
+    if (db.GetDatabaseText(3) == wide && (!link || db.Header.Option1 != 0)) {
+      out << p.positional[0] << (link ? " is linked to " + login.account : " is not linked")
+          << " already\n";
+      return kExitOK;
+    }
+    db.SetDatabaseText(3, wide);
+    if (link && db.Header.Option1 == 0) {
+      db.Header.Option1 = 1;
+      db.Header.SettingsStamp = NewerStamp(db.Header.SettingsStamp);
+    }
+    if (int status = session.Save(err); status != kExitOK) return status;
+    if (link) {
+      out << p.positional[0] << " is linked to the Dropbox of " << login.account
+          << "; cloud sync is on\n";
+    } else {
+      out << p.positional[0] << " is no longer linked to Dropbox\n";
+    }
+    return kExitOK;
+  });
+}
+
+}  // namespace
+
+int DropboxCommand(const Args& args, std::ostream& out, std::ostream& err) {
+  if (WantsHelp(args)) return Help(out, kDropboxUsage);
+  if (args.empty()) return Usage(err, kDropboxUsage, "give login, logout, link or unlink");
+  const std::string& what = args[0];
+  const Args rest(args.begin() + 1, args.end());
+  if (what == "link" || what == "unlink") return Link(rest, what == "link", out, err);
+  Parsed p;
+  std::string problem;
+  if (what == "login") {
+    if (!Parse(rest, {"--api-base"}, {}, p, problem)) return Usage(err, kDropboxUsage, problem);
+    if (!p.positional.empty()) return Usage(err, kDropboxUsage, "login takes no FILE");
+    return Login(p, out, err);
+  }
+  if (what == "logout") {
+    if (!rest.empty()) return Usage(err, kDropboxUsage, "logout takes nothing more");
+    out << (sync::RemoveLogin() ? "logged out of Dropbox\n" : "not logged in\n");
+    return kExitOK;
+  }
+  return Usage(err, kDropboxUsage, "unknown dropbox command '" + what + "'");
 }
 
 }  // namespace vemra::cli

@@ -2,10 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iostream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "cli/commands.h"
 #include "cli/testing/test_files.h"
+#include "sync/dropbox_login.h"
+#include "sync/testing/dropbox_fake.h"
 
 namespace vemra::cli {
 namespace {
@@ -31,7 +35,7 @@ TEST(SyncCommandTest, TwoCopiesMeetInAFolder) {
     int status;
     const char* says;
   } kRefused[] = {
-      {{"sync", a}, kExitUsage, "give --folder ROOT"},
+      {{"sync", a}, kExitUsage, "give either --folder ROOT or --dropbox"},
       {{"sync", a, "--folder", cloud, "--for", "5"}, kExitUsage, "--for goes with --watch"},
       {{"sync", a, "--folder", cloud, "--watch", "--for", "0"}, kExitUsage, "--for wants"},
       {{"sync", a, "--enable", "--disable"}, kExitUsage, "give one of"},
@@ -84,6 +88,65 @@ TEST(SyncCommandTest, TwoCopiesMeetInAFolder) {
 
   ASSERT_EQ(Cli({"sync", a, "--disable"}).status, kExitOK);
   EXPECT_NE(Cli({"sync", a, "--status"}).out.find("cloud sync: off"), std::string::npos);
+}
+
+// Runs `args` with `input` as standard input.
+Outcome WithInput(const std::string& input, const std::vector<std::string>& args) {
+  std::istringstream in(input);
+  std::streambuf* previous = std::cin.rdbuf(in.rdbuf());
+  Outcome o = Cli(args);
+  std::cin.rdbuf(previous);
+  return o;
+}
+
+TEST(SyncCommandTest, DropboxLoginLinkAndSync) {
+  testing::ScratchDir dir;
+  sync::testing::FakeDropbox fake;
+  const std::string a = dir.Path("a/Home.kestrum");
+  const std::string b = dir.Path("b/Home.kestrum");
+  fs::create_directories(dir.Path("a"));
+  fs::create_directories(dir.Path("b"));
+  ASSERT_EQ(Cli({"new", a}).status, kExitOK);
+
+  Outcome o = Cli({"dropbox", "link", a});
+  EXPECT_EQ(o.status, kExitFailed);
+  EXPECT_NE(o.err.find("not logged in to Dropbox"), std::string::npos);
+  EXPECT_EQ(Cli({"dropbox", "login", "--api-base", "http://example.org"}).status, kExitUsage);
+  o = WithInput("wrong-code\n", {"dropbox", "login", "--api-base", fake.url()});
+  EXPECT_EQ(o.status, kExitFailed);
+  EXPECT_NE(o.err.find("did not accept the code"), std::string::npos);
+  o = WithInput("  test-code \n", {"dropbox", "login", "--api-base", fake.url()});
+  ASSERT_EQ(o.status, kExitOK) << o.err;
+  EXPECT_NE(o.out.find(fake.url() + "/oauth2/authorize?client_id="), std::string::npos);
+  EXPECT_NE(o.out.find("logged in as user@example.com"), std::string::npos);
+
+  ASSERT_EQ(Cli({"dropbox", "link", a}).status, kExitOK);
+  // The book names the account and holds no token.
+  EXPECT_NE(Cli({"dump", a}).out.find(R"({ \"account\": \"user@example.com\", \"token\": \"\" })"),
+            std::string::npos);
+  ASSERT_EQ(Cli({"add", a, "--expense", "--amount", "4", "--name", "Bread"}).status, kExitOK);
+  fs::copy_file(a, b);
+  o = Cli({"sync", a, "--dropbox", "--json"});
+  ASSERT_EQ(o.status, kExitOK) << o.err;
+  EXPECT_EQ(Json::parse(o.out)["main"], "uploaded");
+  std::string main;
+  EXPECT_TRUE(fake.Get("/Home.sync/main", main));
+
+  ASSERT_EQ(Cli({"add", b, "--expense", "--amount", "2", "--name", "Milk"}).status, kExitOK);
+  ASSERT_EQ(Cli({"sync", b, "--dropbox"}).status, kExitOK);
+  o = Cli({"sync", a, "--dropbox", "--watch", "--for", "1"});
+  EXPECT_EQ(o.status, kExitOK) << o.err;
+  EXPECT_NE(Cli({"transactions", a}).out.find("Milk"), std::string::npos);
+  EXPECT_NE(Cli({"sync", a, "--status"}).out.find("account: user@example.com"), std::string::npos);
+
+  // A refused token ends the run with what to do, the book unchanged.
+  fake.ExpireAccessToken();
+  ASSERT_TRUE(sync::RemoveLogin());
+  o = Cli({"sync", a, "--dropbox"});
+  EXPECT_EQ(o.status, kExitFailed);
+  EXPECT_NE(o.err.find("dropbox login"), std::string::npos);
+  ASSERT_EQ(Cli({"dropbox", "unlink", a}).status, kExitOK);
+  EXPECT_NE(Cli({"sync", a, "--dropbox"}).err.find("is not linked to Dropbox"), std::string::npos);
 }
 
 }  // namespace

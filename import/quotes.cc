@@ -59,20 +59,9 @@ std::string QuotesUrl(std::string_view base, const std::vector<QuotePair>& pairs
   while (!base.empty() && base.back() == '/') base.remove_suffix(1);
   std::string url(base);
   url += "/downloads/quotes.php?currencies=";
-  static const char kHex[] = "0123456789ABCDEF";
   for (size_t k = 0; k < pairs.size(); ++k) {
     if (k != 0) url += ',';
-    for (unsigned char c : pairs[k].name) {
-      if (std::isalnum(c) != 0 && c < 0x80) {
-        url += static_cast<char>(c);
-      } else if (c == '-' || c == '.' || c == '_' || c == '~') {
-        url += static_cast<char>(c);
-      } else {
-        url += '%';
-        url += kHex[c >> 4];
-        url += kHex[c & 15];
-      }
-    }
+    url += platform::PercentEncode(pairs[k].name);
   }
   return url;
 }

@@ -1,7 +1,9 @@
 #include "platform/http.h"
 
 #include <curl/curl.h>
+#include <strings.h>
 
+#include <cctype>
 #include <mutex>
 
 namespace vemra::platform {
@@ -23,6 +25,24 @@ size_t OnBody(char* data, size_t size, size_t count, void* user) {
   return n;
 }
 
+// Collects the headers of the last reply (a redirect or a "100 Continue" starts a new one).
+size_t OnHeader(char* data, size_t size, size_t count, void* user) {
+  auto& t = *static_cast<Transfer*>(user);
+  const size_t n = size * count;
+  std::string line(data, n);
+  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+  if (line.compare(0, 5, "HTTP/") == 0) {
+    t.response->headers.clear();
+  } else if (const size_t colon = line.find(':'); colon != std::string::npos) {
+    std::string name = line.substr(0, colon);
+    for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    size_t start = colon + 1;
+    while (start < line.size() && (line[start] == ' ' || line[start] == '\t')) ++start;
+    t.response->headers[name] = line.substr(start);
+  }
+  return n;
+}
+
 int OnProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
   const auto& t = *static_cast<Transfer*>(user);
   return t.options->cancel != nullptr && t.options->cancel->load() ? 1 : 0;
@@ -30,7 +50,30 @@ int OnProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
 
 }  // namespace
 
+std::string PercentEncode(std::string_view text) {
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : text) {
+    if ((std::isalnum(c) != 0 && c < 0x80) || c == '-' || c == '.' || c == '_' || c == '~') {
+      out += static_cast<char>(c);
+    } else {
+      out += '%';
+      out += kHex[c >> 4];
+      out += kHex[c & 15];
+    }
+  }
+  return out;
+}
+
 HttpResponse HttpGet(const std::string& url, const HttpOptions& options) {
+  HttpRequest request;
+  request.url = url;
+  return HttpSend(request, options);
+}
+
+HttpResponse HttpSend(const HttpRequest& request, const HttpOptions& options) {
+  const std::string& url = request.url;
+  const bool post = request.method == "POST";
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
   HttpResponse response;
@@ -42,14 +85,30 @@ HttpResponse HttpGet(const std::string& url, const HttpOptions& options) {
   Transfer transfer{&options, &response};
   char detail[CURL_ERROR_SIZE] = {};
   curl_slist* headers = nullptr;
-  for (const std::string& h : options.headers) headers = curl_slist_append(headers, h.c_str());
+  bool has_type = false;
+  for (const std::string& h : options.headers) {
+    headers = curl_slist_append(headers, h.c_str());
+    has_type = has_type || (h.size() >= 13 && strncasecmp(h.c_str(), "content-type:", 13) == 0);
+  }
+  if (post) {
+    // libcurl would give a POST a form Content-Type and wait for "100 Continue" on big bodies.
+    if (!has_type) headers = curl_slist_append(headers, "Content-Type:");
+    headers = curl_slist_append(headers, "Expect:");
+  }
   const bool secure = url.compare(0, 8, "https://") == 0;
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+  if (post) {
+    curl_easy_setopt(curl, CURLOPT_POST, 1L);
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE,
+                     static_cast<curl_off_t>(request.body.size()));
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body.data());
+  } else {
+    curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+  }
   curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
   // Once on https, a redirect never leads back to plain http.
   curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, secure ? "https" : "http,https");
-  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, options.max_redirects > 0 ? 1L : 0L);
+  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, !post && options.max_redirects > 0 ? 1L : 0L);
   curl_easy_setopt(curl, CURLOPT_MAXREDIRS, options.max_redirects);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
@@ -62,6 +121,8 @@ HttpResponse HttpGet(const std::string& url, const HttpOptions& options) {
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, OnBody);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, OnHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
   curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, OnProgress);
   curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &transfer);

@@ -6,7 +6,9 @@
 
 #include <atomic>
 #include <cstddef>
+#include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -31,6 +33,8 @@ struct HttpResponse {
   // The final status code; 0 when no reply arrived.
   long status = 0;
   std::string body;
+  // The reply's headers, names in lower case (the last value of a repeated one).
+  std::map<std::string, std::string> headers;
   // Empty when a reply arrived; otherwise why not, as libcurl words it ("Couldn't connect to
   // server: Connection refused", "Timeout was reached: …").
   std::string error;
@@ -42,8 +46,23 @@ struct HttpResponse {
   bool ok() const { return error.empty(); }
 };
 
+// `text` with every byte but ASCII letters, digits and "-._~" written as %XX, for a query
+// or a form field.
+std::string PercentEncode(std::string_view text);
+
+// One request.
+struct HttpRequest {
+  std::string method = "GET";  // "GET" or "POST"
+  std::string url;
+  // The body of a POST. A POST without body sends none and no Content-Type header, unless
+  // HttpOptions::headers names one.
+  std::string body;
+};
+
 // Sends a GET request for `url` (http or https; after a https URL only https redirects are
 // followed). Returns the reply, or the reason there is none in `error`.
 HttpResponse HttpGet(const std::string& url, const HttpOptions& options = {});
+// Sends `request` the same way. A POST is never redirected.
+HttpResponse HttpSend(const HttpRequest& request, const HttpOptions& options = {});
 
 }  // namespace vemra::platform

@@ -261,7 +261,7 @@ TEST(SyncSimulationTest, ThreeCopiesConvergeUnderFaults) {
     fs::create_directories(folder);
     std::ostringstream trace;
     const testing::SyncSimulationResult r =
-        testing::RunSyncSimulation(seed, folder.string(), {}, &trace);
+        testing::RunSyncSimulation(seed, folder.string(), nullptr, &trace);
     ASSERT_TRUE(r.converged) << "seed " << seed << ": " << r.failure << "\n" << trace.str();
     kills += r.kills;
     faults += r.faults;

@@ -49,7 +49,8 @@ std::string ReadAll(const std::string& path) {
 }
 
 void WriteAll(const std::string& path, const std::string& bytes) {
-  const std::string temp = path + ".sim";
+  const size_t slash = path.find_last_of('/');
+  const std::string temp = path.substr(0, slash + 1) + "." + path.substr(slash + 1) + ".sim";
   std::ofstream(temp, std::ios::binary) << bytes;
   fs::rename(temp, path);
 }
@@ -57,20 +58,16 @@ void WriteAll(const std::string& path, const std::string& bytes) {
 // The cloud folder as a careless network and a crashing process see it.
 class FaultyTransport : public sync::Transport {
  public:
-  FaultyTransport(std::unique_ptr<sync::Transport> inner, std::string cloud, std::mt19937_64& rng,
-                  SyncSimulationResult& result, std::ostream* trace)
-      : inner_(std::move(inner)),
-        cloud_(std::move(cloud)),
-        rng_(rng),
-        result_(result),
-        trace_(trace) {}
+  FaultyTransport(SimulatedCloud& cloud, std::mt19937_64& rng, SyncSimulationResult& result,
+                  std::ostream* trace)
+      : inner_(*cloud.transport), cloud_(cloud), rng_(rng), result_(result), trace_(trace) {}
 
   bool faults = true;
 
   sync::Status List(const std::string& folder, const std::string& cursor,
                     sync::Listing& out) override {
     if (Chance(0.05)) return Fail("list");
-    sync::Status s = inner_->List(folder, cursor, out);
+    sync::Status s = inner_.List(folder, cursor, out);
     if (!s.ok() || !faults) return s;
     std::vector<sync::Entry> shown;
     for (sync::Entry& e : out.entries) {
@@ -87,13 +84,13 @@ class FaultyTransport : public sync::Transport {
     if (Chance(0.05)) return Fail("download " + name);
     if (name == "main" && faults && !mains_.empty() && Chance(0.1)) {
       Note("main replaced by an older one before its download");
-      WriteAll(cloud_ + "/main", mains_[rng_() % mains_.size()]);
+      cloud_.write("main", mains_[rng_() % mains_.size()]);
     } else if (name == "main" && faults && Chance(0.04)) {
       Note("main deleted before its download");
-      fs::remove(cloud_ + "/main");
+      cloud_.remove("main");
     }
     if (Chance(0.03)) Kill(destination);
-    sync::Status s = inner_->Download(folder, name, destination, rev);
+    sync::Status s = inner_.Download(folder, name, destination, rev);
     if (s.ok() && Chance(0.02)) Kill(destination);
     return s;
   }
@@ -101,17 +98,19 @@ class FaultyTransport : public sync::Transport {
   sync::Status Upload(const std::string& source, const std::string& folder, const std::string& name,
                       bool overwrite, std::string& rev) override {
     if (Chance(0.05)) return Fail("upload " + name);
-    if (Chance(0.03)) Kill(cloud_ + "/" + name);
-    sync::Status s = inner_->Upload(source, folder, name, overwrite, rev);
-    if (s.ok() && name == "main") mains_.push_back(ReadAll(cloud_ + "/main"));
+    if (Chance(0.03)) KillInCloud(name);
+    sync::Status s = inner_.Upload(source, folder, name, overwrite, rev);
+    if (std::string bytes; s.ok() && name == "main" && cloud_.read("main", bytes)) {
+      mains_.push_back(bytes);
+    }
     if (s.ok() && Chance(0.05)) return Fail("reply to the upload of " + name);  // stored, lost
-    if (s.ok() && Chance(0.02)) Kill(cloud_ + "/" + name);
+    if (s.ok() && Chance(0.02)) KillInCloud(name);
     return s;
   }
 
   sync::Status Wait(const std::string& folder, int seconds, const std::atomic<bool>* cancel,
                     bool& changed) override {
-    return inner_->Wait(folder, seconds, cancel, changed);
+    return inner_.Wait(folder, seconds, cancel, changed);
   }
 
  private:
@@ -124,6 +123,12 @@ class FaultyTransport : public sync::Transport {
     Note(what + " failed");
     return sync::Status{sync::Failure::kNetwork, what + ": connection reset"};
   }
+  // Dies in the middle of an upload: the service may keep a writer's temporary file.
+  [[noreturn]] void KillInCloud(const std::string& name) {
+    cloud_.write("." + name + ".killed" + std::to_string(rng_() % 1000), "half");
+    Note("killed while sending " + name);
+    throw Killed{};
+  }
   // Dies in the middle of writing next to `path`: a writer's half-written temporary file stays.
   [[noreturn]] void Kill(const std::string& path) {
     const size_t slash = path.find_last_of('/');
@@ -134,8 +139,8 @@ class FaultyTransport : public sync::Transport {
     throw Killed{};
   }
 
-  std::unique_ptr<sync::Transport> inner_;
-  std::string cloud_;
+  sync::Transport& inner_;
+  SimulatedCloud& cloud_;
   std::mt19937_64& rng_;
   SyncSimulationResult& result_;
   std::ostream* trace_;
@@ -144,15 +149,9 @@ class FaultyTransport : public sync::Transport {
 
 class Simulation {
  public:
-  Simulation(uint64_t seed, const std::string& folder, const TransportFactory& factory,
-             std::ostream* trace)
-      : rng_(seed), folder_(folder), trace_(trace) {
-    fs::create_directories(folder_ + "/cloud");
-    std::unique_ptr<sync::Transport> inner =
-        factory ? factory(folder_ + "/cloud")
-                : std::make_unique<sync::FolderTransport>(folder_ + "/cloud");
-    transport_ = std::make_unique<FaultyTransport>(std::move(inner), folder_ + "/cloud/Home.sync",
-                                                   rng_, result_, trace_);
+  Simulation(uint64_t seed, const std::string& folder, SimulatedCloud& cloud, std::ostream* trace)
+      : rng_(seed), folder_(folder), trace_(trace), cloud_(cloud) {
+    transport_ = std::make_unique<FaultyTransport>(cloud_, rng_, result_, trace_);
   }
 
   SyncSimulationResult Run();
@@ -176,6 +175,7 @@ class Simulation {
   std::string folder_;
   std::ostream* trace_;
   SyncSimulationResult result_;
+  SimulatedCloud& cloud_;
   std::unique_ptr<FaultyTransport> transport_;
   std::array<Copy, kCopies> copies_;
   int64_t now_ = 20000LL * 86400 + 9 * 3600;
@@ -301,17 +301,14 @@ SyncSimulationResult Simulation::Run() {
       Trace("copy " + std::to_string(c) + " restarted");
     } else {
       // The cloud loses a part file.
-      std::vector<fs::path> parts;
-      std::error_code ec;
-      for (const auto& e : fs::directory_iterator(folder_ + "/cloud/Home.sync", ec)) {
-        if (e.path().filename() != "main" && e.path().filename().string()[0] != '.') {
-          parts.push_back(e.path());
-        }
+      std::vector<std::string> parts;
+      for (const std::string& name : cloud_.names()) {
+        if (name != "main" && name[0] != '.') parts.push_back(name);
       }
       if (!parts.empty()) {
-        const fs::path victim = parts[rng_() % parts.size()];
-        Trace("cloud loses " + victim.filename().string());
-        fs::remove(victim);
+        const std::string victim = parts[rng_() % parts.size()];
+        Trace("cloud loses " + victim);
+        cloud_.remove(victim);
         ++result_.faults;
       }
     }
@@ -386,8 +383,31 @@ bool Simulation::Check() {
 
 }  // namespace
 
+SimulatedCloud FolderCloud(const std::string& root) {
+  const std::string folder = root + "/Home.sync";
+  SimulatedCloud cloud;
+  cloud.transport = std::make_unique<sync::FolderTransport>(root);
+  cloud.names = [folder] {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(folder, ec)) names.push_back(e.path().filename());
+    return names;
+  };
+  cloud.read = [folder](const std::string& name, std::string& bytes) {
+    if (!fs::exists(folder + "/" + name)) return false;
+    bytes = ReadAll(folder + "/" + name);
+    return true;
+  };
+  cloud.write = [folder](const std::string& name, const std::string& bytes) {
+    fs::create_directories(folder);
+    WriteAll(folder + "/" + name, bytes);
+  };
+  cloud.remove = [folder](const std::string& name) { fs::remove(folder + "/" + name); };
+  return cloud;
+}
+
 SyncSimulationResult RunSyncSimulation(uint64_t seed, const std::string& folder,
-                                       const TransportFactory& factory, std::ostream* trace) {
+                                       SimulatedCloud* cloud, std::ostream* trace) {
   const char* old_cache = std::getenv("XDG_CACHE_HOME");
   const std::string saved_cache = old_cache != nullptr ? old_cache : "";
   ::setenv("XDG_CACHE_HOME", (folder + "/cache").c_str(), 1);
@@ -395,7 +415,13 @@ SyncSimulationResult RunSyncSimulation(uint64_t seed, const std::string& folder,
   std::FILE* previous_log = platform::SetLogOutput(quiet);
   SyncSimulationResult result;
   try {
-    result = Simulation(seed, folder, factory, trace).Run();
+    SimulatedCloud local;
+    if (cloud == nullptr) {
+      fs::create_directories(folder + "/cloud");
+      local = FolderCloud(folder + "/cloud");
+      cloud = &local;
+    }
+    result = Simulation(seed, folder, *cloud, trace).Run();
   } catch (const std::exception& e) {
     result.failure = e.what();
   }

@@ -12,6 +12,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "sync/transport.h"
 
@@ -26,14 +27,23 @@ struct SyncSimulationResult {
   size_t faults = 0;    // requests failed, dropped or disturbed
 };
 
-// Makes the transport of the cloud folder at `root`.
-using TransportFactory = std::function<std::unique_ptr<sync::Transport>(const std::string& root)>;
+// The cloud the copies meet in: the transport to it, and direct access to the files of the
+// book's cloud folder "/Home.sync" for the faults (file names; a missing file reads as false).
+struct SimulatedCloud {
+  std::unique_ptr<sync::Transport> transport;
+  std::function<std::vector<std::string>()> names;
+  std::function<bool(const std::string& name, std::string& bytes)> read;
+  std::function<void(const std::string& name, const std::string& bytes)> write;
+  std::function<void(const std::string& name)> remove;
+};
+// A cloud on the local disk at `root`, through the folder transport.
+SimulatedCloud FolderCloud(const std::string& root);
 
-// Runs the simulation of `seed` in `folder` (made and emptied by the caller), over the folder
-// transport unless `factory` gives another. Sets XDG_CACHE_HOME under `folder` while it runs;
-// with `trace` every step is written there. Not thread-safe.
+// Runs the simulation of `seed` in `folder` (made and emptied by the caller) over `cloud`, a
+// FolderCloud in `folder` when null. Sets XDG_CACHE_HOME under `folder` while it runs; with
+// `trace` every step is written there. Not thread-safe.
 SyncSimulationResult RunSyncSimulation(uint64_t seed, const std::string& folder,
-                                       const TransportFactory& factory = {},
+                                       SimulatedCloud* cloud = nullptr,
                                        std::ostream* trace = nullptr);
 
 }  // namespace vemra::testing
