@@ -107,8 +107,8 @@ std::unique_ptr<sync::Transport> DropboxFor(Document& d, const std::string& path
   d.Sync([&] { text = d.database().GetDatabaseText(3); });
   Json record = Json::parse(TextToUtf8(text), nullptr, false);
   if (!record.is_object()) record = Json::object();
-  const std::string account = record.value("account", "");
-  const std::string token = record.value("token", "");
+  const std::string account = sync::StringMember(record, "account");
+  const std::string token = sync::StringMember(record, "token");
   if (account.empty() && token.empty()) {
     problem = path + " is not linked to Dropbox: run kestrum-cli dropbox link " + path;
     return nullptr;
@@ -119,7 +119,7 @@ std::unique_ptr<sync::Transport> DropboxFor(Document& d, const std::string& path
   std::string base = base_option;
   if (base.empty()) {
     const Json settings = platform::Settings().Read();
-    base = settings.value(sync::kDropboxApiBaseKey, logged_in ? login.api_base : "");
+    base = sync::StringMember(settings, sync::kDropboxApiBaseKey, logged_in ? login.api_base : "");
   }
   if (!base.empty() && !sync::AcceptableBase(base, problem)) return nullptr;
   const sync::DropboxHosts hosts = sync::DropboxHosts::WithBase(base);
@@ -419,7 +419,8 @@ constexpr std::string_view kDropboxUsage =
 int Login(const Parsed& p, std::ostream& out, std::ostream& err) {
   std::string base = p.Last("--api-base") != nullptr ? *p.Last("--api-base") : "";
   std::string problem;
-  if (base.empty()) base = platform::Settings().Read().value(sync::kDropboxApiBaseKey, "");
+  if (base.empty())
+    base = sync::StringMember(platform::Settings().Read(), sync::kDropboxApiBaseKey);
   if (!base.empty() && !sync::AcceptableBase(base, problem)) {
     return Usage(err, kDropboxUsage, problem);
   }

@@ -78,7 +78,7 @@ bool AcceptableBase(const std::string& base, std::string& problem) {
 
 std::string ApiArg(const Json& arg) {
   // nlohmann writes every non-ASCII character as \uXXXX with ensure_ascii; 0x7F too, by hand.
-  std::string text = arg.dump(-1, ' ', true);
+  std::string text = arg.dump(-1, ' ', true, Json::error_handler_t::replace);
   std::string out;
   for (char c : text) {
     if (c == 0x7F) {
@@ -212,18 +212,14 @@ Status DropboxTransport::Rpc(const std::string& route, const Json& body, Json& r
   return Status{};
 }
 
-Status DropboxTransport::List(const std::string& folder, const std::string& cursor, Listing& out) {
+std::string StringMember(const Json& object, const char* key, const std::string& fallback) {
+  if (!object.is_object()) return fallback;
+  const auto it = object.find(key);
+  return it != object.end() && it->is_string() ? it->get<std::string>() : fallback;
+}
+
+Status ReadListing(const nlohmann::json& reply, Listing& out) {
   out = Listing();
-  Json reply;
-  const Status s = cursor.empty()
-                       ? Rpc("files/list_folder",
-                             {{"path", folder},
-                              {"recursive", false},
-                              {"include_deleted", false},
-                              {"include_non_downloadable_files", false}},
-                             reply, hosts_.api)
-                       : Rpc("files/list_folder/continue", {{"cursor", cursor}}, reply, hosts_.api);
-  if (!s.ok()) return s;
   const auto entries = reply.find("entries");
   if (entries == reply.end() || !entries->is_array()) {
     return Fail(Failure::kNetwork, "Dropbox sent a listing without entries");
@@ -240,16 +236,33 @@ Status DropboxTransport::List(const std::string& folder, const std::string& curs
     entry.name = e["name"];
     entry.is_file = tag == "file";
     if (entry.is_file) {
-      entry.rev = e.value("rev", "");
+      entry.rev = StringMember(e, "rev");
       if (auto size = e.find("size"); size != e.end() && size->is_number_unsigned()) {
         entry.size = size->get<uint64_t>();
       }
     }
     out.entries.push_back(std::move(entry));
   }
-  out.has_more = reply.value("has_more", false);
-  out.cursor = reply.value("cursor", "");
+  const auto more = reply.find("has_more");
+  const auto cursor = reply.find("cursor");
+  out.has_more = more != reply.end() && more->is_boolean() && more->get<bool>();
+  if (cursor != reply.end() && cursor->is_string()) out.cursor = cursor->get<std::string>();
   return Status{};
+}
+
+Status DropboxTransport::List(const std::string& folder, const std::string& cursor, Listing& out) {
+  out = Listing();
+  Json reply;
+  const Status s = cursor.empty()
+                       ? Rpc("files/list_folder",
+                             {{"path", folder},
+                              {"recursive", false},
+                              {"include_deleted", false},
+                              {"include_non_downloadable_files", false}},
+                             reply, hosts_.api)
+                       : Rpc("files/list_folder/continue", {{"cursor", cursor}}, reply, hosts_.api);
+  if (!s.ok()) return s;
+  return ReadListing(reply, out);
 }
 
 Status DropboxTransport::Download(const std::string& folder, const std::string& name,
@@ -286,7 +299,7 @@ Status DropboxTransport::Download(const std::string& folder, const std::string& 
     return Fail(error == EEXIST ? Failure::kConflict : Failure::kNetwork,
                 destination + ": " + std::strerror(error != 0 ? error : EIO));
   }
-  rev = meta.value("rev", "");
+  rev = StringMember(meta, "rev");
   return Status{};
 }
 
@@ -334,7 +347,7 @@ Status DropboxTransport::Wait(const std::string& folder, int seconds,
           {{"path", folder}, {"recursive", false}, {"include_non_downloadable_files", false}},
           reply, hosts_.api);
   if (!s.ok()) return s;
-  const std::string cursor = reply.value("cursor", "");
+  const std::string cursor = StringMember(reply, "cursor");
   if (cursor.empty()) return Fail(Failure::kNetwork, "Dropbox sent no cursor");
   const int timeout = std::clamp(seconds, 30, 480);
   Call call;
@@ -350,7 +363,8 @@ Status DropboxTransport::Wait(const std::string& folder, int seconds,
   reply = Json::parse(response.body, nullptr, false);
   if (!reply.is_object())
     return Fail(Failure::kNetwork, "Dropbox sent a malformed long-poll reply");
-  changed = reply.value("changes", false);
+  const auto changes = reply.find("changes");
+  changed = changes != reply.end() && changes->is_boolean() && changes->get<bool>();
   if (auto b = reply.find("backoff"); b != reply.end() && b->is_number_integer()) {
     backoff_until_ = std::chrono::steady_clock::now() +
                      std::chrono::seconds(std::clamp<int64_t>(b->get<int64_t>(), 0, 3600));
@@ -361,7 +375,7 @@ Status DropboxTransport::Wait(const std::string& folder, int seconds,
 Status DropboxTransport::CurrentAccount(std::string& email) {
   Json reply;
   if (Status s = Rpc("users/get_current_account", Json(), reply, hosts_.api); !s.ok()) return s;
-  email = reply.value("email", "");
+  email = StringMember(reply, "email");
   if (email.empty()) return Fail(Failure::kNetwork, "Dropbox sent no e-mail address");
   return Status{};
 }

@@ -49,6 +49,16 @@ inline constexpr char kTokenRefused[] = "Dropbox refused the token: run kestrum-
 // 0x7F written as \uXXXX (surrogate pairs above U+FFFF).
 std::string ApiArg(const nlohmann::json& arg);
 
+// The string member `key` of `object`; `fallback` when `object` is no object or the member is
+// missing or no string. Never throws, whatever the JSON.
+std::string StringMember(const nlohmann::json& object, const char* key,
+                         const std::string& fallback = "");
+
+// Reads one page of a files/list_folder reply into `out`: files and folders by name (deleted
+// entries left out), has_more and cursor. A reply without an entries array, or with an entry
+// that lacks a name or tag, fails and leaves `out` empty. Never throws.
+Status ReadListing(const nlohmann::json& reply, Listing& out);
+
 // The service's content hash: SHA-256 over the concatenated SHA-256 digests of each 4 MiB block,
 // in hex. Feed it with Update in any pieces.
 class ContentHasher {

@@ -68,8 +68,8 @@ bool ReadLogin(DropboxLogin& login, std::string& problem) {
   }
   login.account = j["account"];
   login.access_token = j["access_token"];
-  login.refresh_token = j.value("refresh_token", "");
-  login.api_base = j.value("api_base", "");
+  login.refresh_token = StringMember(j, "refresh_token");
+  login.api_base = StringMember(j, "api_base");
   return true;
 }
 
@@ -151,7 +151,7 @@ Status ExchangeCode(const DropboxHosts& hosts, const std::string& code, const st
                           reply);
   if (!s.ok()) return s;
   login.access_token = reply["access_token"];
-  login.refresh_token = reply.value("refresh_token", "");
+  login.refresh_token = StringMember(reply, "refresh_token");
   DropboxTransport client(hosts, login.access_token);
   return client.CurrentAccount(login.account);
 }
