@@ -18,6 +18,7 @@
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "platform/unicode.h"
+#include "sync/auto_sync.h"
 #include "sync/dropbox.h"
 #include "sync/dropbox_login.h"
 #include "sync/folder_transport.h"
@@ -97,69 +98,6 @@ struct Target {
   std::string queue;     // its upload folder
   int wait_seconds = 5;  // how long one wait for a change lasts before the queue is looked at
 };
-
-// The Dropbox client of the book open in `d`: the token in its account record when it has
-// one (asking for the account's address when the record lacks it, as linking does), else this
-// machine's login for the record's account. Null with `problem` when there is none.
-std::unique_ptr<sync::Transport> DropboxFor(Document& d, const std::string& path,
-                                            const std::string& base_option, std::string& problem) {
-  std::wstring text;
-  d.Sync([&] { text = d.database().GetDatabaseText(3); });
-  Json record = Json::parse(TextToUtf8(text), nullptr, false);
-  if (!record.is_object()) record = Json::object();
-  const std::string account = sync::StringMember(record, "account");
-  const std::string token = sync::StringMember(record, "token");
-  if (account.empty() && token.empty()) {
-    problem = path + " is not linked to Dropbox: run kestrum-cli dropbox link " + path;
-    return nullptr;
-  }
-  sync::DropboxLogin login;
-  std::string no_login;
-  const bool logged_in = sync::ReadLogin(login, no_login);
-  std::string base = base_option;
-  if (base.empty()) {
-    const Json settings = platform::Settings().Read();
-    base = sync::StringMember(settings, sync::kDropboxApiBaseKey, logged_in ? login.api_base : "");
-  }
-  if (!base.empty() && !sync::AcceptableBase(base, problem)) return nullptr;
-  const sync::DropboxHosts hosts = sync::DropboxHosts::WithBase(base);
-  if (!token.empty()) {
-    auto client = std::make_unique<sync::DropboxTransport>(hosts, token);
-    if (account.empty()) {
-      std::string email;
-      const sync::Status s = client->CurrentAccount(email);
-      if (s.ok()) {
-        const std::string linked = sync::AccountRecord(email, token);
-        std::wstring wide;
-        Utf8ToWide(linked, wide);
-        d.Sync([&] { d.database().SetDatabaseText(3, wide); });
-        platform::LogLine("Dropbox new token: " + linked);
-        if (!d.saveToFile().ok()) platform::LogLine("Dropbox: the account could not be saved");
-      } else {
-        platform::LogLine("Dropbox request account error: " + s.text);
-      }
-    }
-    return client;
-  }
-  if (!logged_in) {
-    problem = no_login;
-    return nullptr;
-  }
-  if (login.account != account) {
-    problem = path + " is linked to the Dropbox account " + account +
-              ", but this machine is logged in as " + login.account +
-              ": run kestrum-cli dropbox login";
-    return nullptr;
-  }
-  // An expired token is refreshed and kept for the next process.
-  auto refresh = [hosts, login]() mutable {
-    std::string why;
-    if (!sync::RefreshAccessToken(hosts, login).ok() || !sync::WriteLogin(login, why))
-      return std::string();
-    return login.access_token;
-  };
-  return std::make_unique<sync::DropboxTransport>(hosts, login.access_token, refresh);
-}
 
 // Whether a change waits in the upload folder `queue`.
 bool Queued(const std::string& queue) {
@@ -340,7 +278,7 @@ int SyncCommand(const Args& args, std::ostream& out, std::ostream& err) {
     target.revision_key = sync::kDropboxRevisionKey;
     target.wait_seconds = 30;  // the shortest long poll the service takes
     target.make = [base, path](Document& d, std::string& why) {
-      return DropboxFor(d, path, base, why);
+      return sync::InitDropbox(d, path, base, why);
     };
   }
   std::string password = p.Last("--password") != nullptr ? *p.Last("--password") : "";

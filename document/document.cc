@@ -518,9 +518,23 @@ std::string Document::keptDamagedAs() const {
 void Document::Close() {
   if (closed_) return;
   closed_ = true;
-  // stopAutomaticSync: nothing runs yet without a sync transport of its own.
+  stopAutomaticSync();
   queue_.Drain();
   writer_.Drain();
+}
+
+void Document::stopAutomaticSync() {
+  std::function<void()> stopper;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stopper = sync_stopper_;
+  }
+  if (stopper) stopper();
+}
+
+void Document::setAutomaticSyncStopper(std::function<void()> stopper) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  sync_stopper_ = std::move(stopper);
 }
 
 // ---- The book ----

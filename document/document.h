@@ -222,6 +222,10 @@ class Document {
   std::string nextPartName();
 
   void setSyncTransport(SyncTransport* transport) { transport_ = transport; }
+  // Ends the automatic sync started for this document (the sync layer says how through
+  // setAutomaticSyncStopper; nothing happens without). Close calls it. Thread-safe.
+  void stopAutomaticSync();
+  void setAutomaticSyncStopper(std::function<void()> stopper);
 
   // The folders and files of the document (empty while untitled); folders are made on demand.
   std::string cacheFolder();
@@ -286,6 +290,7 @@ class Document {
 
   UndoRegistrar* registrar_ = nullptr;
   SyncTransport* transport_ = nullptr;
+  std::function<void()> sync_stopper_;  // guarded by mutex_
 
   // The journal writer's state.
   uint64_t last_part_stamp_ = 0;

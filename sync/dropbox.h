@@ -99,7 +99,7 @@ class DropboxTransport : public Transport {
 
   // Ends the request in flight within about a second, and every later one at once, with a
   // network failure. Thread-safe.
-  void Cancel() { cancelled_ = true; }
+  void Cancel() override { cancelled_ = true; }
   // The first pause before a retry (1 s; tests make it short).
   void SetRetryDelay(std::chrono::milliseconds delay) { retry_delay_ = delay; }
   const std::string& access_token() const { return token_; }

@@ -11,6 +11,11 @@
 #include <sstream>
 #include <thread>
 
+#include "core/records/dates.h"
+#include "core/records/transaction.h"
+#include "platform/log.h"
+#include "platform/unicode.h"
+#include "sync/auto_sync.h"
 #include "sync/dropbox_login.h"
 #include "sync/testing/dropbox_fake.h"
 #include "sync/testing/sync_sim.h"
@@ -230,6 +235,96 @@ TEST_F(DropboxTest, LoginExchangesTheCodeAndKeepsTheTokensPrivate) {
   EXPECT_EQ(again.refresh_token, login.refresh_token);
   EXPECT_TRUE(RemoveLogin());
   EXPECT_FALSE(ReadLogin(again, problem));
+}
+
+TEST_F(DropboxTest, AutomaticSyncRunsOneLoopPerProcessAndStopsWithTheDocument) {
+  ::setenv("XDG_CACHE_HOME", (dir_ / "cache").c_str(), 1);
+  ::setenv("XDG_CONFIG_HOME", (dir_ / "config").c_str(), 1);
+  std::FILE* quiet = std::fopen("/dev/null", "w");
+  std::FILE* previous_log = platform::SetLogOutput(quiet);
+  // Two copies of a book whose account record carries the token itself.
+  fs::create_directories(dir_ / "a");
+  fs::create_directories(dir_ / "b");
+  const std::string a = Into("a/Home.kestrum"), b = Into("b/Home.kestrum");
+  {
+    Document d;
+    d.New("en");
+    std::wstring record;
+    ASSERT_TRUE(Utf8ToWide(AccountRecord("", "test-token"), record));
+    d.Sync([&] {
+      d.database().Header.Option1 = 1;
+      d.database().SetDatabaseText(3, record);
+    });
+    ASSERT_TRUE(d.saveToFile(a).ok());
+  }
+  fs::copy_file(a, b);
+  Document da, db;
+  ASSERT_EQ(da.readFile(a), 0);
+  ASSERT_EQ(db.readFile(b), 0);
+  std::string problem;
+  std::unique_ptr<Transport> ta = InitDropbox(da, a, fake_.url(), problem);
+  ASSERT_TRUE(ta) << problem;
+  // Linking asked for the account and wrote it beside the token.
+  std::wstring text;
+  da.Sync([&] { text = da.database().GetDatabaseText(3); });
+  EXPECT_EQ(WideToUtf8(text), AccountRecord("user@example.com", "test-token"));
+
+  std::unique_ptr<Transport> tb = InitDropbox(db, b, fake_.url(), problem);
+  ASSERT_TRUE(tb) << problem;
+
+  // The fake answers one request at a time, so the second document's first run goes before the
+  // first one's loop starts waiting.
+  std::atomic<int> runs_a{0}, runs_b{0};
+  RunOptions options;
+  options.revision_key = kDropboxRevisionKey;
+  auto wait_for = [](const std::function<bool()>& done) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!done() && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return done();
+  };
+  ASSERT_TRUE(AutomaticSync::Start(
+      da, std::move(ta), options, [&](const RunReport&) { ++runs_a; }, std::chrono::seconds(3)));
+  EXPECT_TRUE(AutomaticSync::Running());
+  ASSERT_TRUE(wait_for([&] { return runs_a > 0; }));
+  // A second document gets its first run, not a second loop.
+  ASSERT_TRUE(AutomaticSync::Start(
+      db, std::move(tb), options, [&](const RunReport&) { ++runs_b; },
+      std::chrono::milliseconds(0)));
+  ASSERT_TRUE(wait_for([&] { return runs_b > 0; }));
+  std::this_thread::sleep_for(std::chrono::seconds(3));
+  EXPECT_EQ(runs_b, 1);
+  EXPECT_TRUE(AutomaticSync::Running());
+
+  // A part of another copy arrives: the loop of the first document fetches and applies it.
+  db.initUndo(2);
+  uint64_t id = 0;
+  db.Sync([&] {
+    TTransaction t;
+    t.Data.Date = TodayADate();
+    t.Data.WithdrawAccountID = db.database().UserSettings.DefaultAccountID;
+    t.Data.WithdrawAmount = 5;
+    id = db.database().Transactions().AddTransaction(t, TSchedule());
+  });
+  db.writeAutosyncData();
+  db.flushJournal();
+  const std::string part = db.cacheFiles().front();
+  fake_.Put("/Home.sync/" + fs::path(part).filename().string(), Read(part));
+  ASSERT_TRUE(wait_for([&] {
+    bool has = false;
+    da.Sync([&] { has = da.database().FindEntry(id, 1) != nullptr; });
+    return has;
+  }));
+
+  // Closing a document stops the loop, even in the middle of a long poll.
+  const auto start = std::chrono::steady_clock::now();
+  da.Close();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  EXPECT_FALSE(AutomaticSync::Running());
+  db.Close();
+  platform::SetLogOutput(previous_log);
+  std::fclose(quiet);
 }
 
 TEST(DropboxSimulationTest, ThreeCopiesConvergeThroughTheService) {

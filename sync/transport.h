@@ -65,6 +65,9 @@ class Transport {
   // `cancel` is set. `changed` tells which.
   virtual Status Wait(const std::string& folder, int seconds, const std::atomic<bool>* cancel,
                       bool& changed) = 0;
+  // Abandons the request in flight within about a second, and fails every later one at once.
+  // Thread-safe. Transports whose steps never block long do nothing.
+  virtual void Cancel() {}
 };
 
 // What a name in the cloud folder is to the book with `database_id`.

@@ -127,7 +127,8 @@ void HttpServer::Answer(int fd) {
     std::string name = line.substr(0, colon);
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    request.headers[name] = line.substr(line.find_first_not_of(' ', colon + 1));
+    const size_t value = line.find_first_not_of(' ', colon + 1);  // npos: an empty value
+    request.headers[name] = value == std::string::npos ? std::string() : line.substr(value);
   }
   request.body = data.substr(head_end + 4);
   if (auto length = request.headers.find("content-length"); length != request.headers.end()) {
