@@ -11,8 +11,6 @@
 #include <sstream>
 #include <thread>
 
-#include "core/records/dates.h"
-#include "core/records/transaction.h"
 #include "platform/log.h"
 #include "platform/unicode.h"
 #include "sync/auto_sync.h"
@@ -298,17 +296,7 @@ TEST_F(DropboxTest, AutomaticSyncRunsOneLoopPerProcessAndStopsWithTheDocument) {
   EXPECT_TRUE(AutomaticSync::Running());
 
   // A part of another copy arrives: the loop of the first document fetches and applies it.
-  db.initUndo(2);
-  uint64_t id = 0;
-  db.Sync([&] {
-    TTransaction t;
-    t.Data.Date = TodayADate();
-    t.Data.WithdrawAccountID = db.database().UserSettings.DefaultAccountID;
-    t.Data.WithdrawAmount = 5;
-    id = db.database().Transactions().AddTransaction(t, TSchedule());
-  });
-  db.writeAutosyncData();
-  db.flushJournal();
+  const uint64_t id = vemra::testing::AddExpense(db, 5, false);
   const std::string part = db.cacheFiles().front();
   fake_.Put("/Home.sync/" + fs::path(part).filename().string(), Read(part));
   ASSERT_TRUE(wait_for([&] {

@@ -78,19 +78,8 @@ class SyncRunTest : public ::testing::Test {
 
   // Adds an expense, saves the book and writes its part; returns the ID.
   static uint64_t Spend(Copy& c, double amount) {
-    Document& d = *c.document;
-    d.initUndo(2);
-    uint64_t id = 0;
-    d.Sync([&] {
-      TTransaction t;
-      t.Data.Date = TodayADate();
-      t.Data.WithdrawAccountID = d.database().UserSettings.DefaultAccountID;
-      t.Data.WithdrawAmount = amount;
-      id = d.database().Transactions().AddTransaction(t, TSchedule());
-    });
-    EXPECT_TRUE(d.saveToFile().ok());
-    d.writeAutosyncData();
-    d.flushJournal();
+    const uint64_t id = testing::AddExpense(*c.document, amount, true);
+    EXPECT_NE(id, 0u);
     return id;
   }
 

@@ -383,6 +383,23 @@ bool Simulation::Check() {
 
 }  // namespace
 
+uint64_t AddExpense(Document& d, double amount, bool save) {
+  d.initUndo(2);
+  uint64_t id = 0;
+  d.Sync([&] {
+    TTransaction t;
+    t.Data.Date = TodayADate();
+    t.Data.Cleared = 1;
+    t.Data.WithdrawAccountID = d.database().UserSettings.DefaultAccountID;
+    t.Data.WithdrawAmount = amount;
+    id = d.database().Transactions().AddTransaction(t, TSchedule());
+  });
+  if (save && !d.saveToFile().ok()) return 0;
+  d.writeAutosyncData();
+  d.flushJournal();
+  return id;
+}
+
 SimulatedCloud FolderCloud(const std::string& root) {
   const std::string folder = root + "/Home.sync";
   SimulatedCloud cloud;

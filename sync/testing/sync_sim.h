@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "document/document.h"
 #include "sync/transport.h"
 
 namespace vemra::testing {
@@ -36,6 +37,10 @@ struct SimulatedCloud {
   std::function<void(const std::string& name, const std::string& bytes)> write;
   std::function<void(const std::string& name)> remove;
 };
+// Adds an expense of `amount` from the default account, today, in an undo step of its own, as
+// the editor does; saves the book and writes its part when `save`. Returns the new ID.
+uint64_t AddExpense(Document& d, double amount, bool save);
+
 // A cloud on the local disk at `root`, through the folder transport.
 SimulatedCloud FolderCloud(const std::string& root);
 
