@@ -155,7 +155,8 @@ class Run {
   std::set<std::string> seen_;  // Key(name, rev) of every part applied
   Revisions sent_;
   bool publish_main_ = false;
-  bool refused_ = false;  // the service refused the credentials
+  bool refused_ = false;       // the service refused the credentials
+  bool damaged_main_ = false;  // the folder's main file is no database
 
   // From the listing.
   bool have_listing_ = false;
@@ -178,9 +179,12 @@ RunReport Run::Go() {
   // when this one could not list.
   if (refused_) return report_;
   Apply();
-  // A main file in the folder that could not be merged is never replaced: it may be another
-  // database's, or hold what only it holds.
-  if (SaveAndRecord() && have_listing_ && report_.main != "failed") PublishMain();
+  // A main file in the folder that could not be merged is not replaced, unless it is damaged:
+  // it may be another database's, or hold what only it holds.
+  if (damaged_main_) publish_main_ = true;
+  if (SaveAndRecord() && have_listing_ && (report_.main != "failed" || damaged_main_)) {
+    PublishMain();
+  }
   if (report_.errors.empty()) {
     SetSetting(kLastSyncDateKey, platform::IsoUtc(std::time(nullptr)));
     report_.ok = report_.errors.empty();
@@ -469,6 +473,9 @@ void Run::Apply() {
       report_.main = "failed";
       Error(main_rc == 3 ? kIdMismatch
                          : "the main file cannot be merged: " + decodeDBError(main_rc));
+      // A main file that is no database at all holds nothing to keep: this copy's replaces it.
+      // Another database's stays, as does one that could not be read here (-2).
+      if (main_rc == kResultNotDatabase) damaged_main_ = true;
       // Fetched again by the next run, whose revision it still does not have.
       ::unlink(main.c_str());
       ::unlink((incoming_ + "/main.rev").c_str());

@@ -232,6 +232,13 @@ TEST_F(SyncRunTest, ClashingPartNamesLostPartsAndAnotherDatabase) {
   x << main_file.rdbuf();
   y << other_file.rdbuf();
   EXPECT_EQ(x.str(), y.str());
+
+  // A main file that is no database is replaced by this copy's.
+  std::ofstream(Cloud("main"), std::ios::binary | std::ios::trunc) << "not a book";
+  RunReport damaged = Run(a);
+  EXPECT_EQ(damaged.main, "uploaded");
+  EXPECT_EQ(Revision(a).size(), 64u);
+  EXPECT_TRUE(Run(b).ok);
 }
 
 TEST(SyncSimulationTest, ThreeCopiesConvergeUnderFaults) {
