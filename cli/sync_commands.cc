@@ -1,6 +1,5 @@
 // `sync`: keeps a book in step with its other copies through a cloud folder, once or watching;
 // turns the book's cloud sync on or off and tells its state.
-#include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -15,7 +14,6 @@
 #include "cli/book_session.h"
 #include "core/records/dates.h"
 #include "platform/log.h"
-#include "platform/paths.h"
 #include "platform/settings.h"
 #include "platform/unicode.h"
 #include "sync/auto_sync.h"
@@ -95,19 +93,10 @@ struct Target {
   std::string revision_key;
   std::unique_ptr<sync::Transport> transport;
   std::string folder;    // the book's cloud folder, "/Home.sync"
-  std::string queue;     // its upload folder
+  std::string path;      // the book
+  uint64_t id = 0;       // its DatabaseID
   int wait_seconds = 5;  // how long one wait for a change lasts before the queue is looked at
 };
-
-// Whether a change waits in the upload folder `queue`.
-bool Queued(const std::string& queue) {
-  bool any = false;
-  if (DIR* dir = queue.empty() ? nullptr : ::opendir(queue.c_str())) {
-    while (const dirent* e = ::readdir(dir)) any = any || e->d_name[0] != '.';
-    ::closedir(dir);
-  }
-  return any;
-}
 
 // Opens the book (locked for the run only, so that other commands take turns with a watch),
 // runs one sync and reports it. `password` is filled in from the first open.
@@ -121,7 +110,8 @@ int RunOnce(const std::string& path, std::string& password, bool have_password, 
   Document& d = session.document();
   target.folder = d.cloudFolder();
   if (target.folder.size() > 1) target.folder.pop_back();  // the trailing "/"
-  target.queue = platform::CacheFolderFor(d.path()) + ".upload";
+  target.path = d.path();
+  d.Sync([&] { target.id = d.database().Header.DatabaseID; });
   std::wstring admin = d.getAdminPassword();
   if (!admin.empty()) password = WideToUtf8Lossy(admin);
   bool flag = false;
@@ -159,23 +149,10 @@ int Status(const Args& args, std::ostream& out, std::ostream& err) {
   return RunBook(args, shape, out, err, [&](Parsed& p, Book& db, Session& session) -> int {
     Document& d = session.document();
     const bool flag = db.Header.Option1 != 0;
-    std::string account;
-    const Json record = Json::parse(TextToUtf8(db.GetDatabaseText(3)), nullptr, false);
-    if (record.is_object() && record.contains("account") && record["account"].is_string()) {
-      account = record["account"].get<std::string>();
-    }
+    const std::string account = sync::StringMember(
+        Json::parse(TextToUtf8(db.GetDatabaseText(3)), nullptr, false), "account");
     const uint64_t id = db.Header.DatabaseID;
-    std::vector<std::string> queue;
-    const std::string upload =
-        d.path().empty() ? "" : platform::CacheFolderFor(d.path()) + ".upload";
-    if (DIR* dir = upload.empty() ? nullptr : ::opendir(upload.c_str())) {
-      while (const dirent* e = ::readdir(dir)) {
-        if (sync::ClassifyName(e->d_name, id) != sync::NameKind::kOther)
-          queue.emplace_back(e->d_name);
-      }
-      ::closedir(dir);
-    }
-    std::sort(queue.begin(), queue.end());
+    const std::vector<std::string> queue = sync::QueuedFiles(d.path(), id);
     const Json settings = platform::Settings().DatabaseSettings(id);
     auto setting = [&](const char* key) {
       auto it = settings.find(key);
@@ -328,7 +305,7 @@ int SyncCommand(const Args& args, std::ostream& out, std::ostream& err) {
       continue;
     }
     pause = 1;
-    if (changed || Queued(target.queue)) {
+    if (changed || !sync::QueuedFiles(target.path, target.id).empty()) {
       result = RunOnce(path, password, have_password, target, json, out, err);
     }
   }

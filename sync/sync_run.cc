@@ -578,6 +578,15 @@ RunReport RunSync(Document& document, Transport& transport, const RunOptions& op
   return Run(document, transport, options).Go();
 }
 
+std::vector<std::string> QueuedFiles(const std::string& book_path, uint64_t database_id) {
+  if (book_path.empty()) return {};
+  std::vector<std::string> names = FilesIn(platform::CacheFolderFor(book_path) + ".upload");
+  std::erase_if(names, [&](const std::string& name) {
+    return ClassifyName(name, database_id) == NameKind::kOther;
+  });
+  return names;
+}
+
 std::vector<std::string> ReadNameList(const std::string& path) {
   std::vector<std::string> names;
   std::ifstream in(path);

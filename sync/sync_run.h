@@ -64,6 +64,11 @@ struct RunOptions {
 // of the book holds them. Posts the update-data notification when something was merged.
 RunReport RunSync(Document& document, Transport& transport, const RunOptions& options = {});
 
+// The files waiting in the upload folder of the book at `book_path` (database `database_id`)
+// to be sent: its parts and a main file, sorted. Empty when there is no such folder; makes
+// nothing.
+std::vector<std::string> QueuedFiles(const std::string& book_path, uint64_t database_id);
+
 // The names of a list file (one per line); empty when the file is missing.
 std::vector<std::string> ReadNameList(const std::string& path);
 // Replaces the list file at `path` with `names` (temporary file, synced, renamed). False on
