@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <map>
+#include <mutex>
+#include <shared_mutex>
 
 namespace vemra::platform {
 namespace {
@@ -64,6 +66,12 @@ const std::map<int, Entry>& Table() {
 
 std::atomic<bool> g_russian{false};
 
+std::shared_mutex g_added_mutex;
+std::map<int, Entry>& Added() {
+  static std::map<int, Entry> added;
+  return added;
+}
+
 }  // namespace
 
 std::string PreferredLanguage() {
@@ -94,9 +102,25 @@ std::string_view Language() {
 }
 
 std::string Text(int key, std::string_view language) {
-  auto it = Table().find(key);
-  if (it == Table().end()) return {};
-  return TableLanguage(language) == "ru" ? it->second.ru : it->second.en;
+  Entry entry{};
+  if (auto it = Table().find(key); it != Table().end()) {
+    entry = it->second;
+  } else {
+    std::shared_lock lock(g_added_mutex);
+    auto added = Added().find(key);
+    if (added == Added().end()) return {};
+    entry = added->second;
+  }
+  const char* text = TableLanguage(language) == "ru" && entry.ru != nullptr ? entry.ru : entry.en;
+  return text != nullptr ? text : "";
+}
+
+void AddTexts(const TextEntry* entries, size_t count) {
+  std::unique_lock lock(g_added_mutex);
+  for (size_t i = 0; i < count; ++i) {
+    if (Table().count(entries[i].key) == 0)
+      Added()[entries[i].key] = {entries[i].en, entries[i].ru};
+  }
 }
 
 std::string Text(int key) {

@@ -2,6 +2,7 @@
 // English text as the fallback, and the user's preferred language.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,17 @@ std::string_view Language();
 std::string Text(int key);
 // The same in `language` (see TableLanguage).
 std::string Text(int key, std::string_view language);
+
+// One text of a table added by a layer above the engine (the desktop app keeps its own key
+// range). The strings must live as long as the process (literals).
+struct TextEntry {
+  int key;
+  const char* en;
+  const char* ru;
+};
+// Adds `count` entries at `entries` for Text() to find; a key the built-in table has already is
+// ignored, a key added before is replaced. Thread-safe.
+void AddTexts(const TextEntry* entries, size_t count);
 
 // Digit grouping and decimal separators of amounts in the current language: "," and "." in
 // English, U+00A0 (no-break space) and "," in Russian.

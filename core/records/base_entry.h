@@ -69,24 +69,24 @@ class TBaseEntry {
     uint64_t* id;
     RuntimeText* text;
   };
-  static void StoreTexts(TCoreDB& db, std::span<const TextSlot> slots) {
-    for (const TextSlot& s : slots) StoreText(db, *s.id, *s.text);
+  static void StoreTexts(TCoreDB& db, std::span<const TextSlot> text_slots) {
+    for (const TextSlot& s : text_slots) StoreText(db, *s.id, *s.text);
   }
-  static void LoadTexts(TCoreDB& db, std::span<const TextSlot> slots) {
-    for (const TextSlot& s : slots) {
+  static void LoadTexts(TCoreDB& db, std::span<const TextSlot> text_slots) {
+    for (const TextSlot& s : text_slots) {
       std::wstring text;
       LoadText(db, *s.id, text);
       *s.text = std::move(text);
     }
   }
-  static void DeleteTexts(TCoreDB& db, std::span<const TextSlot> slots) {
-    for (const TextSlot& s : slots) db.DeleteString(*s.id);
+  static void DeleteTexts(TCoreDB& db, std::span<const TextSlot> text_slots) {
+    for (const TextSlot& s : text_slots) db.DeleteString(*s.id);
   }
-  static void ClearTexts(std::span<const TextSlot> slots) {
-    for (const TextSlot& s : slots) s.text->clear();
+  static void ClearTexts(std::span<const TextSlot> text_slots) {
+    for (const TextSlot& s : text_slots) s.text->clear();
   }
-  static void ClearTextIDs(std::span<const TextSlot> slots) {
-    for (const TextSlot& s : slots) *s.id = 0;
+  static void ClearTextIDs(std::span<const TextSlot> text_slots) {
+    for (const TextSlot& s : text_slots) *s.id = 0;
   }
   // Writes `size` body bytes from `body`; returns the count written.
   static size_t WriteBody(IOutputStream& out, const uint8_t* body, size_t size) {
