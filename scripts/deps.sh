@@ -11,6 +11,9 @@ packages=(
   libbenchmark-dev
   nlohmann-json3-dev
   libcurl4-openssl-dev
+  # The desktop app, its tests (offscreen, and a smoke run under Xvfb) and its desktop files.
+  qt6-base-dev qt6-translations-l10n fonts-dejavu-core
+  xvfb xauth desktop-file-utils shared-mime-info
 )
 if [ "${1:-}" = "--dev" ]; then
   packages+=(clang-format)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs Kestrum's main job: makes the demo book (once) and
-# shows what it holds: its records, the account list and this month's transactions by category.
+# Installs what is missing, builds, and runs Kestrum's main job: makes the demo book (once), then
+# opens it in the desktop app when a display is there, or else shows what it holds: its records,
+# the account list and this month's transactions by category.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,6 +15,12 @@ book=demo/demo.kestrum
 if [ ! -f "$book" ]; then
   mkdir -p demo
   "$cli" generate "$book" --transactions 20000 --seed 1
+fi
+# With a display, the desktop app on the demo book; without one, what the book holds.
+app=build/release/app/kestrum
+if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && [ -x "$app" ]; then
+  echo "Starting $app $book"
+  exec "$app" "$book"
 fi
 "$cli" check "$book"
 echo

@@ -1,0 +1,174 @@
+// The transaction dialog's closing rules and keyboard reach, and the suggestion model under
+// Qt's model tester.
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "app/suggestion_model.h"
+#include "app/testing/app_test_main.h"
+#include "app/texts.h"
+#include "app/transaction_dialog.h"
+#include "generator/generator.h"
+
+namespace kestrum {
+
+class DialogsTest : public QObject {
+  Q_OBJECT
+
+ private:
+  std::unique_ptr<vemra::Document> document_;
+
+  // The number of transactions in the book and the name of transaction `id`.
+  size_t Count() {
+    std::vector<const vemra::TBaseEntry*> entries;
+    document_->Sync([&] { document_->database().ListEntries(vemra::etTransaction, 1, entries); });
+    return entries.size();
+  }
+  std::wstring NameOf(uint64_t id) {
+    std::wstring name;
+    document_->Sync(
+        [&] { name = document_->database().Transactions().GetTransaction(id).Name.str(); });
+    return name;
+  }
+  uint64_t AnyExpense() {
+    uint64_t id = 0;
+    document_->Sync([&] {
+      std::vector<const vemra::TBaseEntry*> entries;
+      document_->database().ListEntries(vemra::etTransaction, 1, entries);
+      for (const vemra::TBaseEntry* e : entries) {
+        const auto& t = static_cast<const vemra::TTransaction&>(*e);
+        if (t.Data.WithdrawAccountID != 0 && t.Data.TargetAccountID == 0) {
+          id = t.Header.ID;
+          break;
+        }
+      }
+    });
+    return id;
+  }
+
+ private Q_SLOTS:
+  void init() {
+    document_ = std::make_unique<vemra::Document>();
+    document_->Sync([&] { vemra::GenerateBook(document_->database(), 300, 5); });
+    document_->setCurrentUser(0);
+  }
+  void cleanup() {
+    // Closed dialogs are deleted later; they must go before their document.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    document_.reset();
+  }
+
+  // Typing a new expense and pressing Ctrl+Return stores it; closing a new one with changes
+  // any other way keeps it open; Escape then drops it.
+  void newTransaction() {
+    const size_t before = Count();
+    auto* dialog = new TransactionDialog(*document_, 0, {}, false);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->show();
+    QVERIFY(QTest::qWaitForWindowExposed(dialog));
+    QSignalSpy saved(dialog, &TransactionDialog::saved);
+    dialog->model().selectWithdrawAccount(dialog->model().accounts().front().Header.ID);
+    dialog->model().setName(L"Typed in the dialog");
+    QVERIFY(!dialog->close());  // new, with changes: stays open
+    QVERIFY(dialog->isVisible());
+    QLineEdit* amount = nullptr;
+    for (QLineEdit* f : dialog->findChildren<QLineEdit*>()) {
+      if (f->isVisible() && f->alignment() & Qt::AlignRight) {
+        amount = f;
+        break;
+      }
+    }
+    QVERIFY(amount != nullptr);
+    amount->setFocus();
+    QTest::keyClicks(amount, QStringLiteral("12.50"));
+    QTest::keyClick(amount, Qt::Key_Return, Qt::ControlModifier);
+    QCOMPARE(saved.count(), 1);
+    QCOMPARE(Count(), before + 1);
+    QCOMPARE(NameOf(saved.front().front().toULongLong()), std::wstring(L"Typed in the dialog"));
+
+    auto* other = new TransactionDialog(*document_, 0, {}, false);
+    other->setAttribute(Qt::WA_DeleteOnClose);
+    other->show();
+    other->model().setName(L"Never stored");
+    QTest::keyClick(other, Qt::Key_Escape);
+    QCOMPARE(Count(), before + 1);
+  }
+
+  // An existing transaction: Escape leaves it as it was; closing it otherwise saves it.
+  void existingTransaction() {
+    const uint64_t id = AnyExpense();
+    QVERIFY(id != 0);
+    const std::wstring name = NameOf(id);
+    {
+      auto* dialog = new TransactionDialog(*document_, id, {}, false);
+      dialog->setAttribute(Qt::WA_DeleteOnClose);
+      dialog->show();
+      dialog->model().setName(L"Changed then cancelled");
+      QTest::keyClick(dialog, Qt::Key_Escape);
+      QCOMPARE(NameOf(id), name);
+    }
+    auto* dialog = new TransactionDialog(*document_, id, {}, false);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->show();
+    dialog->model().setName(L"Changed then closed");
+    QVERIFY(dialog->close());
+    QCOMPARE(NameOf(id), std::wstring(L"Changed then closed"));
+  }
+
+  // Tab from the first field reaches the type segments and the cleared box.
+  void tabReachesEveryControl() {
+    TransactionDialog dialog(*document_, 0, {}, false);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QApplication::setActiveWindow(&dialog);
+    QWidget* first = dialog.findChild<QButtonGroup*>()->buttons().front();
+    first->setFocus();
+    bool type = false, cleared = false;
+    for (int i = 0; i < 60; ++i) {
+      QWidget* w = QApplication::focusWidget();
+      if (w == nullptr) break;
+      if (qobject_cast<QPushButton*>(w) &&
+          dialog.findChild<QButtonGroup*>()->buttons().contains(static_cast<QAbstractButton*>(w))) {
+        type = true;
+      }
+      if (auto* box = qobject_cast<QCheckBox*>(w); box != nullptr && box->text() == Tx(20517)) {
+        cleared = true;
+      }
+      QTest::keyClick(w, Qt::Key_Tab);
+    }
+    QVERIFY(type);
+    QVERIFY(cleared);
+  }
+
+  // The suggestion model through rankings of several texts.
+  void suggestionModel() {
+    SuggestionModel model(vemra::lists::SuggestionSource::Descriptions(*document_, -1));
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QSignalSpy ranked(&model, &SuggestionModel::ranked);
+    model.setText(QStringLiteral("C"));
+    QVERIFY(ranked.count() > 0 || ranked.wait(5000));
+    QVERIFY(model.rowCount() > 0);
+    for (int r = 0; r < model.rowCount(); ++r) {
+      // A description matches by its words, or by the category it was filed under.
+      const QModelIndex i = model.index(r, 0);
+      QVERIFY(
+          i.data().toString().contains(QStringLiteral("c"), Qt::CaseInsensitive) ||
+          i.data(Qt::ToolTipRole).toString().startsWith(QStringLiteral("c"), Qt::CaseInsensitive));
+    }
+    model.setText(QStringLiteral("zzzz-nothing"));
+    QCOMPARE(model.rowCount(), 0);
+    model.setText(QString());
+    QCOMPARE(model.rowCount(), 0);
+  }
+};
+
+KESTRUM_APP_TEST(DialogsTest);
+
+}  // namespace kestrum
+
+#include "dialogs_test.moc"
