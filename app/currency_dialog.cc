@@ -57,6 +57,7 @@ CurrencyDialog::CurrencyDialog(vemra::Document& document, uint64_t currency_id, 
   form->addRow(Tx(20543), symbol_);
   form->addRow(Tx(20552), position_);
   form->addRow(Tx(20544), decimals_);
+  problems_->setObjectName(QStringLiteral("problems"));
   problems_->setWordWrap(true);
   QPalette warning = problems_->palette();
   warning.setColor(QPalette::WindowText, NegativeText(palette()));

@@ -4,16 +4,20 @@
 #include <QApplication>
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 
+#include "app/account_dialog.h"
+#include "app/schedule_editor.h"
 #include "app/suggestion_model.h"
 #include "app/testing/app_test_main.h"
 #include "app/texts.h"
 #include "app/transaction_dialog.h"
 #include "generator/generator.h"
+#include "lists/account_list.h"
 
 namespace kestrum {
 
@@ -143,6 +147,44 @@ class DialogsTest : public QObject {
     }
     QVERIFY(type);
     QVERIFY(cleared);
+  }
+
+  // A new account with an opening balance is stored and shows in the account list; a second
+  // of the same name (letter case aside) is refused with the reason shown.
+  void accountDialog() {
+    AccountDialog dialog(*document_, 0, false, {});
+    dialog.model().setName(L"Piggy bank");
+    dialog.model().setOpeningBalance("12.5");
+    QVERIFY(dialog.save());
+    vemra::lists::AccountList list(*document_);
+    list.loadDataAndWait();
+    bool found = false;
+    for (const auto& row : list.rows()) {
+      if (row->Name == L"Piggy bank") found = qAbs(row->Balance - 12.5) < 1e-9;
+    }
+    QVERIFY(found);
+    AccountDialog again(*document_, 0, false, {});
+    again.model().setName(L"PIGGY BANK");
+    QVERIFY(!again.save());
+    QVERIFY(!again.findChild<QLabel*>(QStringLiteral("problems"))->text().isEmpty());
+  }
+
+  // Choosing "Weekly" shows the schedule editor with the date's weekday; ticking another
+  // weekday reaches the transaction's schedule.
+  void scheduleEditor() {
+    TransactionDialog dialog(*document_, 0, {}, false);
+    dialog.show();
+    QVERIFY(dialog.model().setScheduleItem(2));
+    auto* editor = dialog.findChild<ScheduleEditor*>();
+    QVERIFY(editor != nullptr && editor->isVisible());
+    QCOMPARE(int(editor->schedule().ScheduleType), 3);
+    const int today = vemra::WeekdayOf(dialog.model().date());
+    QCOMPARE(int(dialog.model().schedule().WeekDays[today]), 1);
+    const int other = (today + 3) % 7;
+    auto* box = editor->findChild<QCheckBox*>(QStringLiteral("weekday%1").arg(other));
+    box->setChecked(true);
+    QCOMPARE(int(dialog.model().schedule().WeekDays[other]), 1);
+    QVERIFY(dialog.model().isTemplate());
   }
 
   // The suggestion model through rankings of several texts.

@@ -28,6 +28,7 @@
 #include <QUrl>
 #include <set>
 
+#include "app/account_dialog.h"
 #include "app/account_model.h"
 #include "app/app_settings.h"
 #include "app/charts_pane.h"
@@ -163,6 +164,7 @@ void MainWindow::BuildViews() {
   sidebar_->setDefaultDropAction(Qt::MoveAction);
   sidebar_->setDropIndicatorShown(true);
   sidebar_->setUniformRowHeights(true);
+  sidebar_->setExpandsOnDoubleClick(false);  // a double click edits the row
   sidebar_->header()->setStretchLastSection(false);
   sidebar_->header()->setSectionResizeMode(AccountModel::kName, QHeaderView::Stretch);
   sidebar_->header()->setSectionResizeMode(AccountModel::kBalance, QHeaderView::ResizeToContents);
@@ -170,10 +172,24 @@ void MainWindow::BuildViews() {
   connect(sidebar_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           [this] { SidebarSelectionChanged(); });
   connect(sidebar_, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
-    if (!sidebar_->indexAt(at).isValid()) return;
+    const Node* row = account_model_->node(sidebar_->indexAt(at));
     QMenu menu(this);
-    menu.addAction(Tx(20054), this, [this] { DeleteAccountRow(); });
+    menu.addAction(Tx(20135), this, [this] { EditAccount(0, false); });
+    menu.addAction(Tx(20136), this, [this] { EditAccount(0, true); });
+    if (row != nullptr && row->Type != vemra::lists::kOverallRow) {
+      menu.addSeparator();
+      menu.addAction(Tx(20053), this, [this, id = row->ID, group = row->Type == NodeType::Group] {
+        EditAccount(id, group);
+      });
+      menu.addAction(Tx(20054), this, [this] { DeleteAccountRow(); });
+    }
     menu.exec(sidebar_->viewport()->mapToGlobal(at));
+  });
+  connect(sidebar_, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
+    const Node* row = account_model_->node(index);
+    if (row != nullptr && row->Type != vemra::lists::kOverallRow) {
+      EditAccount(row->ID, row->Type == NodeType::Group);
+    }
   });
   auto* sidebar_delete = new QAction(sidebar_);
   sidebar_delete->setShortcut(QKeySequence::Delete);
@@ -391,6 +407,9 @@ void MainWindow::BuildMenus() {
   edit->addAction(edit_action_);
   edit->addAction(make_group_action_);
   edit->addAction(delete_action_);
+  edit->addSeparator();
+  edit->addAction(Tx(20135), this, [this] { EditAccount(0, false); });
+  edit->addAction(Tx(20136), this, [this] { EditAccount(0, true); });
   edit->addSeparator();
   edit->addAction(Tx(20089), this, [this] { ShowPreferences(); });
 
@@ -1092,6 +1111,18 @@ void MainWindow::DeleteAccountRow() {
 }
 
 // ---- Other windows ----
+
+void MainWindow::EditAccount(uint64_t id, bool is_group) {
+  if (!ready_) return;
+  std::vector<std::pair<uint64_t, QString>> groups;
+  for (int i = 0; i < account_model_->flatCount(); ++i) {
+    const Node* n = account_model_->node(account_model_->indexOfFlat(i));
+    if (n->Type == NodeType::Group) groups.emplace_back(n->ID, FromWide(n->Name));
+  }
+  auto* dialog = new AccountDialog(*document_, id, is_group, groups, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->show();
+}
 
 void MainWindow::ShowShortcuts() {
   QString text = QStringLiteral("<table>");

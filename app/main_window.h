@@ -125,6 +125,8 @@ class MainWindow : public QMainWindow {
   void MakeGroup();
   void ToggleCleared();
   void DeleteAccountRow();
+  // Opens the account editor on account `id` (group `id` with `is_group`; 0: a new one).
+  void EditAccount(uint64_t id, bool is_group);
   void OutlineContextMenu(const QPoint& at);
   void HeaderContextMenu(const QPoint& at);
   void ShowShortcuts();

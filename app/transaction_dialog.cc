@@ -12,11 +12,11 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QShortcut>
-#include <QSpinBox>
 #include <QTimeEdit>
 #include <QVBoxLayout>
 
 #include "app/outline_model.h"
+#include "app/schedule_editor.h"
 #include "app/suggestion_model.h"
 #include "app/texts.h"
 #include "app/view_colors.h"
@@ -189,30 +189,14 @@ void TransactionDialog::Build() {
   connect(schedule_item_, &QComboBox::activated, this,
           [this](int item) { model_->setScheduleItem(item); });
   form->addRow(Tx(20525), schedule_item_);
-  schedule_box_ = new QWidget;
-  auto* schedule_row = new QHBoxLayout(schedule_box_);
-  schedule_row->setContentsMargins(0, 0, 0, 0);
-  interval_ = new QSpinBox;
-  interval_->setRange(1, 999);
-  interval_->setPrefix(Tx(20526));
-  finish_ = new QCheckBox(Tx(20527));
-  finish_date_ = new QDateEdit;
-  finish_date_->setCalendarPopup(true);
-  schedule_row->addWidget(interval_);
-  schedule_row->addWidget(finish_);
-  schedule_row->addWidget(finish_date_, 1);
-  connect(interval_, &QSpinBox::valueChanged, this, [this](int n) {
-    if (!refreshing_ && schedule_) schedule_->setInterval(std::to_string(n));
-  });
-  connect(finish_, &QCheckBox::toggled, this, [this](bool on) {
-    if (!refreshing_ && schedule_) schedule_->setFinish(on);
-  });
-  connect(finish_date_, &QDateEdit::dateChanged, this, [this](const QDate& date) {
-    if (!refreshing_ && schedule_) schedule_->setFinishDate(OutlineModel::FromQDate(date));
-  });
+  schedule_box_ = new ScheduleEditor;
+  schedule_box_->onChanged = [this](const vemra::TSchedule& schedule) {
+    if (!refreshing_) model_->scheduleUpdated(schedule);
+  };
   form->addRow(QString(), schedule_box_);
 
   problems_ = new QLabel;
+  problems_->setObjectName(QStringLiteral("problems"));
   problems_->setWordWrap(true);
   QPalette warning = problems_->palette();
   warning.setColor(QPalette::WindowText, NegativeText(palette()));
@@ -295,22 +279,9 @@ void TransactionDialog::Refresh() {
   schedule_item_->setEnabled(m.isScheduleMenuEnabled());
   const bool scheduled = m.isShown("schedule") && m.scheduleItem() != 0;
   form->setRowVisible(schedule_box_, scheduled);
-  if (scheduled) {
-    if (!schedule_) {
-      schedule_ = std::make_unique<vemra::editors::ScheduleEditModel>(m.schedule());
-      schedule_->onScheduleUpdated = [this](const vemra::TSchedule& s) {
-        model_->scheduleUpdated(s);
-      };
-    } else if (!(schedule_->schedule().ScheduleType == m.schedule().ScheduleType)) {
-      schedule_->setSchedule(m.schedule());
-    }
-    bool ok = false;
-    int every = QString::fromStdString(schedule_->interval()).toInt(&ok);
-    interval_->setValue(ok && every > 0 ? every : 1);
-    finish_->setChecked(schedule_->isFinishDateEnabled());
-    finish_date_->setEnabled(schedule_->isFinishDateEnabled());
-  } else {
-    schedule_.reset();
+  // The schedule editor shows the model's schedule whenever its kind changed from the menu.
+  if (scheduled && schedule_box_->schedule().ScheduleType != m.schedule().ScheduleType) {
+    schedule_box_->setSchedule(m.schedule());
   }
   if (m.hasChanges() || problems_->isVisible()) ShowProblems(m.validate());
   refreshing_ = false;

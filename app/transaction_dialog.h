@@ -10,7 +10,6 @@
 #include <memory>
 
 #include "document/document.h"
-#include "editors/schedule_edit_model.h"
 #include "editors/transaction_edit_model.h"
 
 class QAbstractButton;
@@ -20,11 +19,12 @@ class QComboBox;
 class QDateEdit;
 class QLabel;
 class QLineEdit;
-class QSpinBox;
 class QTimeEdit;
 class QWidget;
 
 namespace kestrum {
+
+class ScheduleEditor;
 
 class TransactionDialog : public QDialog {
   Q_OBJECT
@@ -60,7 +60,6 @@ class TransactionDialog : public QDialog {
 
   vemra::Document& document_;
   std::unique_ptr<vemra::editors::TransactionEditModel> model_;
-  std::unique_ptr<vemra::editors::ScheduleEditModel> schedule_;
   bool finished_ = false;  // saved or cancelled: closing does nothing more
   bool refreshing_ = false;
 
@@ -82,10 +81,7 @@ class TransactionDialog : public QDialog {
   QCheckBox* star_ = nullptr;
   QLineEdit* comment_ = nullptr;
   QComboBox* schedule_item_ = nullptr;
-  QWidget* schedule_box_ = nullptr;
-  QSpinBox* interval_ = nullptr;
-  QCheckBox* finish_ = nullptr;
-  QDateEdit* finish_date_ = nullptr;
+  ScheduleEditor* schedule_box_ = nullptr;
   QLabel* problems_ = nullptr;
   std::vector<std::pair<QWidget*, std::string>> shown_;  // widgets and the view they show
 };

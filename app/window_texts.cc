@@ -104,6 +104,8 @@ void RegisterWindowTexts() {
       {20132, "Updating rates…", "Обновление курсов…"},
       {20133, "Can't update currencies:", "Не удалось обновить валюты:"},
       {20134, "Rates updated", "Курсы обновлены"},
+      {20135, "New account…", "Новый счёт…"},
+      {20136, "New account group…", "Новая группа счетов…"},
   };
   vemra::platform::AddTexts(kTexts, std::size(kTexts));
 }
