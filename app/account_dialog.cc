@@ -2,15 +2,11 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QFormLayout>
-#include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
-#include <QShortcut>
 
+#include "app/dialog_parts.h"
 #include "app/texts.h"
-#include "app/view_colors.h"
 #include "core/records/currency.h"
 
 namespace kestrum {
@@ -27,7 +23,7 @@ AccountDialog::AccountDialog(vemra::Document& document, uint64_t id, bool is_gro
       opening_(new QLineEdit(QString::fromStdString(model_.openingBalance()))),
       hidden_(new QCheckBox(Tx(20565))),
       comment_(new QLineEdit),
-      problems_(new QLabel) {
+      problems_(ProblemsLabel()) {
   setWindowTitle(is_group ? Tx(20561) : Tx(20560));
   kind_->addItem(Tx(20560));
   kind_->addItem(Tx(20561));
@@ -87,21 +83,8 @@ AccountDialog::AccountDialog(vemra::Document& document, uint64_t id, bool is_gro
   form->addRow(Tx(20563), opening_);
   form->addRow(QString(), hidden_);
   form->addRow(Tx(20520), comment_);
-  problems_->setObjectName(QStringLiteral("problems"));
-  problems_->setWordWrap(true);
-  QPalette warning = problems_->palette();
-  warning.setColor(QPalette::WindowText, NegativeText(palette()));
-  problems_->setPalette(warning);
-  problems_->hide();
   form->addRow(problems_);
-  auto* buttons = new QDialogButtonBox;
-  buttons->addButton(Tx(20528), QDialogButtonBox::AcceptRole)->setDefault(true);
-  buttons->addButton(Tx(2), QDialogButtonBox::RejectRole);
-  connect(buttons, &QDialogButtonBox::accepted, this, [this] { save(); });
-  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-  connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return), this), &QShortcut::activated, this,
-          [this] { save(); });
-  form->addRow(buttons);
+  form->addRow(SaveCancelButtons(this, [this] { save(); }));
   Refresh();
 }
 
@@ -111,21 +94,14 @@ void AccountDialog::Refresh() {
   form->setRowVisible(group_, !model_.isGroup());
   form->setRowVisible(opening_, model_.isShown("opening"));
   form->setRowVisible(hidden_, model_.isShown("hidden"));
-  if (model_.hasChanges() || problems_->isVisible()) ShowProblems(model_.validate());
-}
-
-void AccountDialog::ShowProblems(const std::vector<std::string>& problems) {
-  QStringList lines;
-  for (const std::string& p : problems) lines << QString::fromStdString(p);
-  problems_->setText(lines.join(QLatin1Char('\n')));
-  problems_->setVisible(!lines.isEmpty());
+  if (model_.hasChanges() || problems_->isVisible()) ShowProblems(problems_, model_.validate());
 }
 
 bool AccountDialog::save() {
   std::vector<std::string> problems;
   const uint64_t id = model_.save(&problems);
   if (id == 0) {
-    ShowProblems(problems);
+    ShowProblems(problems_, problems);
     return false;
   }
   emit saved(id);

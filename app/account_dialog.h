@@ -39,7 +39,6 @@ class AccountDialog : public QDialog {
 
  private:
   void Refresh();
-  void ShowProblems(const std::vector<std::string>& problems);
 
   vemra::editors::AccountEditModel model_;
   QComboBox* kind_;

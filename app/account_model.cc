@@ -2,9 +2,9 @@
 
 #include <QFont>
 #include <QGuiApplication>
-#include <QMimeData>
 #include <QPalette>
 
+#include "app/mime_payloads.h"
 #include "app/texts.h"
 #include "app/view_colors.h"
 #include "lists/pasteboard.h"
@@ -134,31 +134,19 @@ QStringList AccountModel::mimeTypes() const {
 }
 
 QMimeData* AccountModel::mimeData(const QModelIndexList& indexes) const {
-  QByteArray bytes;
-  std::vector<int> seen;
+  std::vector<uint64_t> rows;
   for (const QModelIndex& index : indexes) {
-    int flat = flatIndex(index);
-    if (flat <= 0 || std::find(seen.begin(), seen.end(), flat) != seen.end()) continue;
-    seen.push_back(flat);
-    std::vector<uint8_t> payload = vemra::lists::PasteboardPayload(flat, token_);
-    bytes.append(reinterpret_cast<const char*>(payload.data()), payload.size());
+    if (int flat = flatIndex(index); flat > 0) rows.push_back(static_cast<uint64_t>(flat));
   }
-  if (bytes.isEmpty()) return nullptr;
-  auto* data = new QMimeData;
-  data->setData(QString::fromLatin1(vemra::lists::kAccountsPasteboardType), bytes);
-  return data;
+  return MakePayloads(vemra::lists::kAccountsPasteboardType, rows, token_);
 }
 
 bool AccountModel::Dragged(const QMimeData* data, std::vector<size_t>& rows) const {
-  if (data == nullptr) return false;
-  QByteArray bytes = data->data(QString::fromLatin1(vemra::lists::kAccountsPasteboardType));
-  if (bytes.isEmpty() || bytes.size() % 16 != 0) return false;
-  for (qsizetype at = 0; at < bytes.size(); at += 16) {
-    std::vector<uint8_t> payload(bytes.begin() + at, bytes.begin() + at + 16);
-    uint64_t value = 0;
-    if (!vemra::lists::ReadPasteboardPayload(payload, token_, value)) return false;
+  std::vector<uint64_t> values;
+  if (!ReadPayloads(data, vemra::lists::kAccountsPasteboardType, token_, values)) return false;
+  for (uint64_t value : values) {
     if (value >= rows_.size()) return false;
-    rows.push_back(value);
+    rows.push_back(static_cast<size_t>(value));
   }
   return true;
 }

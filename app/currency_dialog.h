@@ -34,7 +34,7 @@ class CurrencyDialog : public QDialog {
   bool save();
 
  private:
-  void ShowProblems();
+  void Revalidate();  // shows the reasons once something changed
 
   vemra::editors::CurrencyEditModel model_;
   QLineEdit* name_;

@@ -3,8 +3,8 @@
 #include <QFont>
 #include <QGuiApplication>
 #include <QLocale>
-#include <QMimeData>
 
+#include "app/mime_payloads.h"
 #include "app/texts.h"
 #include "app/view_colors.h"
 #include "collections/interfaces.h"
@@ -357,34 +357,17 @@ QStringList OutlineModel::mimeTypes() const {
 }
 
 QMimeData* OutlineModel::mimeData(const QModelIndexList& indexes) const {
-  QByteArray bytes;
-  std::vector<uint64_t> seen;
+  std::vector<uint64_t> ids;
   for (const QModelIndex& index : indexes) {
     const Node* n = node(index);
-    if (n == nullptr || !IsRecordRow(*n) || n->ID == 0) continue;
-    if (std::find(seen.begin(), seen.end(), n->ID) != seen.end()) continue;
-    seen.push_back(n->ID);
-    std::vector<uint8_t> payload =
-        vemra::lists::PasteboardPayload(n->ID, document_.instanceToken());
-    bytes.append(reinterpret_cast<const char*>(payload.data()), payload.size());
+    if (n != nullptr && IsRecordRow(*n) && n->ID != 0) ids.push_back(n->ID);
   }
-  if (bytes.isEmpty()) return nullptr;
-  auto* data = new QMimeData;
-  data->setData(QString::fromLatin1(vemra::lists::kTransactionsPasteboardType), bytes);
-  return data;
+  return MakePayloads(vemra::lists::kTransactionsPasteboardType, ids, document_.instanceToken());
 }
 
 bool OutlineModel::Dragged(const QMimeData* data, std::vector<uint64_t>& ids) const {
-  if (data == nullptr) return false;
-  QByteArray bytes = data->data(QString::fromLatin1(vemra::lists::kTransactionsPasteboardType));
-  if (bytes.isEmpty() || bytes.size() % 16 != 0) return false;
-  for (qsizetype at = 0; at < bytes.size(); at += 16) {
-    std::vector<uint8_t> payload(bytes.begin() + at, bytes.begin() + at + 16);
-    uint64_t id = 0;
-    if (!vemra::lists::ReadPasteboardPayload(payload, document_.instanceToken(), id)) return false;
-    ids.push_back(id);
-  }
-  return true;
+  return ReadPayloads(data, vemra::lists::kTransactionsPasteboardType, document_.instanceToken(),
+                      ids);
 }
 
 bool OutlineModel::canDropMimeData(const QMimeData* data, Qt::DropAction action, int row, int,

@@ -11,31 +11,20 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QShortcut>
 #include <QTimeEdit>
 #include <QVBoxLayout>
 
+#include "app/dialog_parts.h"
 #include "app/outline_model.h"
 #include "app/schedule_editor.h"
 #include "app/suggestion_model.h"
 #include "app/texts.h"
-#include "app/view_colors.h"
 #include "collections/interfaces.h"
 #include "platform/localization.h"
 
 namespace kestrum {
 
 using vemra::editors::TransactionEditModel;
-
-namespace {
-
-QString Joined(const std::vector<std::string>& lines) {
-  QStringList out;
-  for (const std::string& line : lines) out << QString::fromStdString(line);
-  return out.join(QLatin1Char('\n'));
-}
-
-}  // namespace
 
 TransactionDialog::TransactionDialog(vemra::Document& document, uint64_t transaction_id,
                                      const vemra::editors::TransactionPresets& presets, bool copy,
@@ -195,25 +184,8 @@ void TransactionDialog::Build() {
   };
   form->addRow(QString(), schedule_box_);
 
-  problems_ = new QLabel;
-  problems_->setObjectName(QStringLiteral("problems"));
-  problems_->setWordWrap(true);
-  QPalette warning = problems_->palette();
-  warning.setColor(QPalette::WindowText, NegativeText(palette()));
-  problems_->setPalette(warning);
-  problems_->hide();
-
-  auto* buttons = new QDialogButtonBox;
-  QPushButton* save_button = buttons->addButton(Tx(20528), QDialogButtonBox::AcceptRole);
-  save_button->setDefault(true);
-  save_button->setToolTip(QStringLiteral("Ctrl+Return"));
-  buttons->addButton(Tx(2), QDialogButtonBox::RejectRole);
-  connect(buttons, &QDialogButtonBox::accepted, this, [this] { save(); });
-  connect(buttons, &QDialogButtonBox::rejected, this, &TransactionDialog::reject);
-  for (QKeySequence keys :
-       {QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)}) {
-    connect(new QShortcut(keys, this), &QShortcut::activated, this, [this] { save(); });
-  }
+  problems_ = ProblemsLabel();
+  QDialogButtonBox* buttons = SaveCancelButtons(this, [this] { save(); });
 
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(form);
@@ -283,13 +255,8 @@ void TransactionDialog::Refresh() {
   if (scheduled && schedule_box_->schedule().ScheduleType != m.schedule().ScheduleType) {
     schedule_box_->setSchedule(m.schedule());
   }
-  if (m.hasChanges() || problems_->isVisible()) ShowProblems(m.validate());
+  if (m.hasChanges() || problems_->isVisible()) ShowProblems(problems_, m.validate());
   refreshing_ = false;
-}
-
-void TransactionDialog::ShowProblems(const std::vector<std::string>& problems) {
-  problems_->setText(Joined(problems));
-  problems_->setVisible(!problems.empty());
 }
 
 bool TransactionDialog::save() {
@@ -298,7 +265,7 @@ bool TransactionDialog::save() {
   std::vector<std::string> problems;
   const uint64_t id = model_->save(&problems);
   if (id == 0) {
-    ShowProblems(problems);
+    ShowProblems(problems_, problems);
     return false;
   }
   finished_ = true;
@@ -321,12 +288,12 @@ void TransactionDialog::closeEvent(QCloseEvent* event) {
   if (!model_->popoverShouldClose()) {
     // A new entry with changes stays open until it is saved or cancelled.
     event->ignore();
-    ShowProblems(model_->validate());
+    ShowProblems(problems_, model_->validate());
     return;
   }
   if (!model_->popoverWillClose()) {
     event->ignore();
-    ShowProblems(model_->validate());
+    ShowProblems(problems_, model_->validate());
     return;
   }
   finished_ = true;

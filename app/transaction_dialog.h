@@ -55,7 +55,6 @@ class TransactionDialog : public QDialog {
   void Build();
   void Refresh();  // shows the model's state in the controls
   void FillAccounts();
-  void ShowProblems(const std::vector<std::string>& problems);
   void AmountEdited(QLineEdit* field);
 
   vemra::Document& document_;
