@@ -10,6 +10,8 @@
 #include <QTranslator>
 #include <QTreeView>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
 #include "app/account_model.h"
 #include "app/app_settings.h"
@@ -23,6 +25,7 @@ namespace {
 
 int SmokeRun(const QString& png, const QString& file) {
   auto* window = new kestrum::MainWindow;
+  window->setQuiet(true);
   window->openFile(file);
   window->show();
   QObject::connect(window, &kestrum::MainWindow::opened, [](bool ok) {
@@ -49,7 +52,32 @@ int SmokeRun(const QString& png, const QString& file) {
 
 }  // namespace
 
+constexpr char kUsage[] =
+    "usage: kestrum [FILE...]          open each book in a window (none: a new book)\n"
+    "       kestrum --smoke PNG FILE   open FILE, save a picture of the window, exit\n"
+    "       kestrum --help | --version\n";
+
 int main(int argc, char** argv) {
+  // Help and version need no display.
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--help" || arg == "-h") {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (arg == "--version" || arg == "-v") {
+      std::printf("kestrum %s\n", KESTRUM_VERSION);
+      return 0;
+    }
+  }
+  if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr &&
+      std::getenv("QT_QPA_PLATFORM") == nullptr) {
+    std::fputs(
+        "kestrum: no display (DISPLAY and WAYLAND_DISPLAY are not set); "
+        "kestrum-cli works without one\n",
+        stderr);
+    return 1;
+  }
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("kestrum"));
   QApplication::setApplicationDisplayName(QStringLiteral("Kestrum"));
@@ -70,21 +98,21 @@ int main(int argc, char** argv) {
   }
 
   QCommandLineParser parser;
-  parser.setApplicationDescription(QStringLiteral("Kestrum, a personal-finance manager"));
-  parser.addHelpOption();
-  parser.addVersionOption();
   QCommandLineOption smoke(QStringLiteral("smoke"),
                            QStringLiteral("Open FILE, save a picture of the window to PNG, exit."),
                            QStringLiteral("PNG"));
   parser.addOption(smoke);
   parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("Databases to open."),
                                QStringLiteral("[FILE…]"));
-  parser.process(app);
+  if (!parser.parse(QApplication::arguments())) {
+    std::fprintf(stderr, "kestrum: %s\n%s", qPrintable(parser.errorText()), kUsage);
+    return 2;
+  }
   const QStringList files = parser.positionalArguments();
 
   if (parser.isSet(smoke)) {
     if (files.size() != 1) {
-      std::fprintf(stderr, "usage: kestrum --smoke PNG FILE\n");
+      std::fputs(kUsage, stderr);
       return 2;
     }
     return SmokeRun(parser.value(smoke), files.front());

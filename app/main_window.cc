@@ -26,6 +26,7 @@
 #include <QTreeView>
 #include <QUndoStack>
 #include <QUrl>
+#include <cstdio>
 #include <set>
 
 #include "app/account_dialog.h"
@@ -494,7 +495,7 @@ void MainWindow::AfterRead(int rc, const QString& reason) {
   SetBusy(false);
   if (rc != 0) {
     // A file that fails to open is never written: the window closes without saving.
-    QMessageBox::critical(this, QFileInfo(path_).fileName(), ErrorText(rc, reason));
+    Tell(QMessageBox::Critical, QFileInfo(path_).fileName(), ErrorText(rc, reason));
     emit opened(false);
     closing_ = true;
     close();
@@ -504,8 +505,8 @@ void MainWindow::AfterRead(int rc, const QString& reason) {
   AddRecentFile(path_);
   WatchFile();
   if (document_->Restored().restored) {
-    QMessageBox::warning(this, QFileInfo(path_).fileName(),
-                         Tx(20101).arg(document_->Restored().parts_merged));
+    Tell(QMessageBox::Warning, QFileInfo(path_).fileName(),
+         Tx(20101).arg(document_->Restored().parts_merged));
   }
   const std::wstring password = document_->getAdminPassword();
   if (password.empty()) {
@@ -593,7 +594,7 @@ void MainWindow::save(const QString& path) {
         save_label_->setText(Tx(20105));
       } else {
         save_label_->setText(Tx(20106));
-        QMessageBox::critical(this, DisplayName(), QString::fromStdString(result.message));
+        Tell(QMessageBox::Critical, DisplayName(), QString::fromStdString(result.message));
       }
       UpdateTitle();
       emit saved(result.ok());
@@ -875,6 +876,15 @@ void MainWindow::ShowOutline(uint64_t generation, AmountFormat) {
 }
 
 // ---- State shown ----
+
+void MainWindow::Tell(QMessageBox::Icon icon, const QString& title, const QString& text) {
+  if (quiet_) {
+    std::fprintf(stderr, "%s: %s\n", qPrintable(title), qPrintable(text));
+    return;
+  }
+  QMessageBox box(icon, title, text, QMessageBox::Ok, this);
+  box.exec();
+}
 
 QString MainWindow::DisplayName() const {
   if (path_.isEmpty()) return Tx(20111);

@@ -11,6 +11,7 @@
 
 #include <QFileSystemWatcher>
 #include <QMainWindow>
+#include <QMessageBox>
 #include <QPointer>
 #include <QThreadPool>
 #include <QTimer>
@@ -66,6 +67,9 @@ class MainWindow : public QMainWindow {
   int shownTransactions() const { return shown_transactions_; }
   // Saves now (to `path`, or the document's own path); the result comes with saved().
   void save(const QString& path = {});
+  // With `quiet`, what would show in a message box about opening or saving goes to standard
+  // error instead (the smoke run has nobody to press OK).
+  void setQuiet(bool quiet) { quiet_ = quiet; }
   // Groups the outline by 2 (date), 3 (category) or 5 (payee).
   void setGroupBy(int group_by);
   // Sets the search text as the search field does.
@@ -138,6 +142,8 @@ class MainWindow : public QMainWindow {
   void ChooseSaveAs();
   void RebuildRecentMenu();
   QString DisplayName() const;
+  // A message box, or a line on standard error when quiet.
+  void Tell(QMessageBox::Icon icon, const QString& title, const QString& text);
 
   std::unique_ptr<vemra::Document> document_;
   std::unique_ptr<vemra::lists::AccountList> accounts_;
@@ -168,6 +174,7 @@ class MainWindow : public QMainWindow {
   bool ready_ = false;     // the data shows: read and, when protected, the password given
   bool untouched_ = true;  // a new book nobody has changed (Open may reuse the window)
   bool closing_ = false;
+  bool quiet_ = false;
   bool saving_ = false;
   bool save_again_ = false;
   uint64_t change_count_ = 0, saved_count_ = 0;
