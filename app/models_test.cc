@@ -174,6 +174,58 @@ class ModelsTest : public QObject {
             1e-6);
   }
 
+  // Drops carry out what the lists decide: a transaction dropped on another day takes that
+  // day's date; an account dropped on a group joins it.
+  void drops() {
+    vemra::lists::TransactionList list(*document_);
+    OutlineModel outline(list, *document_);
+    list.setCurrency(currency_);
+    Load(list, outline);
+    QVERIFY(outline.rowCount() >= 2);
+    const Node* first_day = outline.node(outline.index(0, 0));
+    const Node* last_day = outline.node(outline.index(outline.rowCount() - 1, 0));
+    const Node* moved = nullptr;
+    for (const auto& row : first_day->FilteredNodes) {
+      if (row->Type == NodeType::Transaction && !row->Transaction->IsGhost) moved = row.get();
+    }
+    QVERIFY(moved != nullptr);
+    const uint64_t id = moved->ID;
+    std::unique_ptr<QMimeData> drag(outline.mimeData({outline.indexOf(moved)}));
+    const QModelIndex target = outline.indexOf(last_day);
+    QVERIFY(outline.canDropMimeData(drag.get(), Qt::MoveAction, -1, 0, target));
+    outline.dropMimeData(drag.get(), Qt::MoveAction, -1, 0, target);
+    const vemra::ADate wanted = last_day->Date;
+    Load(list, outline);
+    QCOMPARE(vemra::lists::FindNodeByID(*outline.root(), id)->Parent->Date.Val, wanted.Val);
+
+    vemra::lists::AccountList accounts(*document_);
+    AccountModel sidebar(accounts, document_->instanceToken());
+    accounts.loadDataAndWait();
+    sidebar.setRows(accounts.rows(), Format());
+    int group = -1, loose = -1;
+    const vemra::lists::Rows& rows = accounts.rows();
+    for (int i = 0; i < sidebar.flatCount() && group < 0; ++i) {
+      if (rows[i]->Type == NodeType::Group) group = i;
+    }
+    QVERIFY(group >= 0);
+    for (int i = 0; i < sidebar.flatCount(); ++i) {
+      if (rows[i]->Type == NodeType::Account && rows[i]->Parent != rows[group].get()) loose = i;
+    }
+    QVERIFY(loose >= 0);
+    const uint64_t account_id = rows[loose]->ID;
+    const uint64_t group_id = rows[group]->ID;
+    std::unique_ptr<QMimeData> account_drag(sidebar.mimeData({sidebar.indexOfFlat(loose)}));
+    sidebar.dropMimeData(account_drag.get(), Qt::MoveAction, -1, 0, sidebar.indexOfFlat(group));
+    accounts.loadDataAndWait();
+    bool joined = false;
+    for (const auto& row : accounts.rows()) {
+      if (row->ID == account_id && row->Type == NodeType::Account) {
+        joined = row->Parent != nullptr && row->Parent->ID == group_id;
+      }
+    }
+    QVERIFY(joined);
+  }
+
   // Undo and redo through the QUndoStack restore the outline's rows.
   void undoRoundTrip() {
     UndoBridge undo(*document_);

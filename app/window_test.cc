@@ -13,17 +13,22 @@
 #include <QTest>
 #include <QTimer>
 #include <QTreeView>
+#include <QUndoStack>
 
 #include "app/account_model.h"
 #include "app/main_window.h"
 #include "app/outline_model.h"
 #include "app/password_dialog.h"
 #include "app/testing/app_test_main.h"
+#include "app/undo_bridge.h"
+#include "collections/node.h"
 #include "editors/transaction_edit_model.h"
 #include "generator/generator.h"
 
 namespace kestrum {
 namespace {
+
+using vemra::lists::Node;
 
 QByteArray Bytes(const QString& path) {
   QFile f(path);
@@ -142,6 +147,58 @@ class WindowTest : public QObject {
     window->save();
     QVERIFY(saved.wait(20000));
     QVERIFY(!window->isDirty());
+    delete window;
+  }
+
+  // The toolbar's controls as the keyboard reaches them: grouping, the period arrows, the
+  // search field (the count in the status bar follows), and undo of an in-place edit.
+  void toolbarAndUndo() {
+    const QString path = folder_ + QStringLiteral("/toolbar.lgr");
+    MakeBook(path);
+    auto* window = new MainWindow;
+    QSignalSpy reloaded(window, &MainWindow::viewsReloaded);
+    window->openFile(path);
+    window->show();
+    QVERIFY(reloaded.wait(20000));
+    const int shown = window->shownTransactions();
+    QVERIFY(shown > 0);
+
+    QTest::keyClick(window, Qt::Key_2, Qt::ControlModifier);  // by category
+    QVERIFY(reloaded.wait(20000));
+    const Node* top = window->outlineModel()->node(window->outlineModel()->index(0, 0));
+    QVERIFY(top->Type == vemra::NodeType::ExpenseHeader ||
+            top->Type == vemra::NodeType::IncomeHeader ||
+            top->Type == vemra::NodeType::TransferHeader);
+    QCOMPARE(window->shownTransactions(), shown);
+    QTest::keyClick(window, Qt::Key_1, Qt::ControlModifier);
+    QVERIFY(reloaded.wait(20000));
+
+    const QString period = window->periodText();
+    QTest::keyClick(window, Qt::Key_Left, Qt::AltModifier);
+    QVERIFY(reloaded.wait(20000));
+    QVERIFY(window->periodText() != period);
+    QTest::keyClick(window, Qt::Key_Right, Qt::AltModifier);
+    QVERIFY(reloaded.wait(20000));
+    QCOMPARE(window->periodText(), period);
+
+    window->setSearchText(QStringLiteral("zzzz no such description"));
+    QCOMPARE(window->shownTransactions(), 0);
+    window->setSearchText(QString());
+    QCOMPARE(window->shownTransactions(), shown);
+
+    // Rename a transaction in place; Edit > Undo names the step and puts the name back.
+    OutlineModel* model = window->outlineModel();
+    const Node* row = model->node(model->index(0, 0, model->index(0, 0)));
+    QVERIFY(row != nullptr && row->Type == vemra::NodeType::Transaction);
+    const uint64_t id = row->ID;
+    const std::wstring before = row->Name;
+    QVERIFY(model->setData(model->indexOf(row).siblingAtColumn(OutlineModel::kName),
+                           QStringLiteral("Renamed"), Qt::EditRole));
+    QVERIFY(reloaded.wait(20000));
+    QCOMPARE(window->undo()->stack()->undoText(), QStringLiteral("edit"));
+    window->undo()->stack()->undo();
+    QVERIFY(reloaded.wait(20000));
+    QCOMPARE(vemra::lists::FindNodeByID(*model->root(), id)->Name, before);
     delete window;
   }
 
