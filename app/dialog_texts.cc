@@ -65,6 +65,7 @@ void RegisterDialogTexts() {
       {20574, "Last", "Последний"},
       {20575, "Penultimate", "Предпоследний"},
       {20576, "Next: %1", "Далее: %1"},
+      {20577, "Choose from the list", "Выбрать из списка"},
   };
   vemra::platform::AddTexts(kTexts, std::size(kTexts));
 }

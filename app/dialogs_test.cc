@@ -8,14 +8,17 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSortFilterProxyModel>
 #include <QTest>
 
 #include "app/account_dialog.h"
+#include "app/category_picker.h"
 #include "app/schedule_editor.h"
 #include "app/suggestion_model.h"
 #include "app/testing/app_test_main.h"
 #include "app/texts.h"
 #include "app/transaction_dialog.h"
+#include "collections/interfaces.h"
 #include "generator/generator.h"
 #include "lists/account_list.h"
 
@@ -185,6 +188,34 @@ class DialogsTest : public QObject {
     box->setChecked(true);
     QCOMPARE(int(dialog.model().schedule().WeekDays[other]), 1);
     QVERIFY(dialog.model().isTemplate());
+  }
+
+  // The category tree and the picker's filter under the model tester: a filter keeps each
+  // match with the branch above it; choosing a row names it.
+  void categoryPicker() {
+    CategoryTreeModel model(*document_, vemra::kCategoryRoot);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    model.reload();
+    QVERIFY(model.rowCount() > 3);
+    auto* picker = new CategoryPicker(*document_, vemra::kCategoryRoot, nullptr);
+    QAbstractItemModelTester proxy(picker->proxy(),
+                                   QAbstractItemModelTester::FailureReportingMode::QtTest);
+    picker->setFilter(QStringLiteral("groc"));
+    QSortFilterProxyModel* shown = picker->proxy();
+    QVERIFY(shown->rowCount() >= 1);
+    std::function<bool(const QModelIndex&)> has_match = [&](const QModelIndex& parent) {
+      for (int r = 0; r < shown->rowCount(parent); ++r) {
+        const QModelIndex i = shown->index(r, 0, parent);
+        if (i.data().toString().contains(QStringLiteral("groc"), Qt::CaseInsensitive) ||
+            (shown->rowCount(i) > 0 && has_match(i))) {
+          continue;
+        }
+        return false;  // a row that neither matches nor leads to a match
+      }
+      return true;
+    };
+    QVERIFY(has_match({}));
+    delete picker;
   }
 
   // The suggestion model through rankings of several texts.

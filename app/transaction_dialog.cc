@@ -12,8 +12,10 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimeEdit>
+#include <QToolButton>
 #include <QVBoxLayout>
 
+#include "app/category_picker.h"
 #include "app/dialog_parts.h"
 #include "app/outline_model.h"
 #include "app/schedule_editor.h"
@@ -135,8 +137,26 @@ void TransactionDialog::Build() {
                       });
   }
   form->addRow(Tx(20513), name_);
-  form->addRow(Tx(20514), category_);
-  form->addRow(Tx(20515), payee_);
+  // Beside each field, the whole tree to pick from.
+  for (auto [field, key] : {std::pair{category_, 20514}, std::pair{payee_, 20515}}) {
+    const bool payee = field == payee_;
+    auto* pick = new QToolButton;
+    pick->setText(QStringLiteral("…"));
+    pick->setToolTip(Tx(20577));
+    connect(pick, &QToolButton::clicked, this, [this, pick, payee] {
+      auto* picker =
+          new CategoryPicker(document_, payee ? vemra::kPayeeRoot : vemra::kCategoryRoot, this);
+      connect(picker, &CategoryPicker::picked, this, [this, payee](quint64 id, const QString&) {
+        payee ? model_->selectPayee(id) : model_->selectCategory(id);
+      });
+      picker->move(pick->mapToGlobal(QPoint(0, pick->height())));
+      picker->show();
+    });
+    auto* row = new QHBoxLayout;
+    row->addWidget(field, 1);
+    row->addWidget(pick);
+    form->addRow(Tx(key), row);
+  }
 
   date_ = new QDateEdit;
   date_->setCalendarPopup(true);
