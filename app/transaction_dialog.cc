@@ -38,6 +38,10 @@ TransactionDialog::TransactionDialog(vemra::Document& document, uint64_t transac
   Build();
   model_->onChange = [this] { Refresh(); };
   Refresh();
+  // Typing starts with the amount, the field almost every entry needs.
+  QLineEdit* amount = withdraw_amount_->isVisibleTo(this) ? withdraw_amount_ : target_amount_;
+  amount->setFocus();
+  amount->selectAll();
 }
 
 TransactionDialog::~TransactionDialog() {

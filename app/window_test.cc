@@ -20,6 +20,7 @@
 #include "app/outline_model.h"
 #include "app/password_dialog.h"
 #include "app/testing/app_test_main.h"
+#include "app/transaction_dialog.h"
 #include "app/undo_bridge.h"
 #include "collections/node.h"
 #include "editors/transaction_edit_model.h"
@@ -199,6 +200,10 @@ class WindowTest : public QObject {
     window->undo()->stack()->undo();
     QVERIFY(reloaded.wait(20000));
     QCOMPARE(vemra::lists::FindNodeByID(*model->root(), id)->Name, before);
+    // Ctrl+T opens a new transaction's editor beside the window.
+    QTest::keyClick(window, Qt::Key_T, Qt::ControlModifier);
+    QTRY_VERIFY(window->findChild<TransactionDialog*>() != nullptr);
+    QVERIFY(window->findChild<TransactionDialog*>()->isVisible());
     delete window;
   }
 
