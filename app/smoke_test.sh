@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The app under a real X server (Xvfb): opens a generated book, shows the window and saves a
-# picture of it, once at scale 1 and once at scale 2; fails when the sidebar or this month's
-# outline has no rows or a picture is missing. Skipped (77) without xvfb-run.
+# picture of it, once at scale 1 in English and once at scale 2 in Russian; fails when the
+# sidebar or this month's outline has no rows or a picture is missing. Skipped (77) without
+# xvfb-run.
 # Usage: smoke_test.sh KESTRUM KESTRUM_CLI [OUTPUT_FOLDER]
 set -euo pipefail
 app=$1
@@ -24,9 +25,12 @@ export QT_QPA_PLATFORM=xcb
 # The width of a PNG: bytes 16-19 of the file, big-endian.
 png_width() { od -An -tu1 -j16 -N4 "$1" | awk '{print $1 * 16777216 + $2 * 65536 + $3 * 256 + $4}'; }
 
+# Scale 1 in English, scale 2 in Russian.
 for scale in 1 2; do
   png=$out/smoke-scale$scale.png
-  QT_SCALE_FACTOR=$scale timeout 120 xvfb-run -a -s "-screen 0 1280x800x24" \
+  language=en
+  [ "$scale" = 2 ] && language=ru
+  LANGUAGE=$language QT_SCALE_FACTOR=$scale timeout 120 xvfb-run -a -s "-screen 0 1280x800x24" \
     "$app" --smoke "$png" "$work/Smoke.lgr"
   size=$(stat -c %s "$png")
   if [ "$size" -lt 10000 ]; then

@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -142,21 +143,25 @@ int main(int argc, char** argv) {
 
   std::vector<double> period, grouping, account, keystroke, edit;
   QElapsedTimer t;
-  auto timed = [&](std::vector<double>& into, auto&& action) {
+  // The longest stall seen during each kind of action.
+  std::map<std::string, double> stall_during;
+  auto timed = [&](std::vector<double>& into, const char* kind, auto&& action) {
+    stalls.reset();
     t.start();
     action();
     WaitReloaded(*window);
     Repaint(*window);
     into.push_back(t.nsecsElapsed() / 1e6);
+    stall_during[kind] = std::max(stall_during[kind], stalls.worst());
   };
   for (int run = 0; run < runs; ++run) {
-    timed(period, [&] { window->movePeriod(-1); });
-    timed(period, [&] { window->movePeriod(1); });
-    timed(grouping, [&] { window->setGroupBy(3); });
-    timed(grouping, [&] { window->setGroupBy(2); });
+    timed(period, "period", [&] { window->movePeriod(-1); });
+    timed(period, "period", [&] { window->movePeriod(1); });
+    timed(grouping, "grouping", [&] { window->setGroupBy(3); });
+    timed(grouping, "grouping", [&] { window->setGroupBy(2); });
     const int rows = window->accountModel()->flatCount();
     for (int flat : {rows - 1, 0}) {
-      timed(account, [&] {
+      timed(account, "account", [&] {
         QModelIndex index = window->accountModel()->indexOfFlat(flat);
         window->sidebarView()->selectionModel()->select(
             index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
@@ -183,7 +188,7 @@ int main(int argc, char** argv) {
     if (id != 0) {
       vemra::editors::TransactionEditModel editor(window->document(), id);
       editor.setComment(L"bench " + std::to_wstring(run));
-      timed(edit, [&] { editor.save(); });
+      timed(edit, "editor save", [&] { editor.save(); });
     }
   }
   std::printf("process start to main(): %.0f ms\n", at_main);
@@ -201,8 +206,10 @@ int main(int argc, char** argv) {
   std::printf("search keystroke: median %.2f ms, worst %.2f ms\n", Median(keystroke),
               *std::max_element(keystroke.begin(), keystroke.end()));
   std::printf("editor save to repainted lists: median %.1f ms\n", Median(edit));
-  std::printf("longest GUI-thread stall: %.0f ms while opening, %.0f ms after\n", open_stall,
-              stalls.worst());
+  std::printf("longest GUI-thread stall: %.0f ms while opening", open_stall);
+  for (const auto& [kind, worst] : stall_during)
+    std::printf(", %.0f ms in %s", worst, kind.c_str());
+  std::printf("\n");
   const QString cache = QString::fromStdString(window->document().cacheFolder());
   delete window;
   QDir(cache).removeRecursively();  // the backup copy and parts of this run's copy
