@@ -23,7 +23,9 @@ export QT_QPA_PLATFORM=xcb
 "$cli" generate "$work/Smoke.lgr" --transactions 2000 --seed 1 >/dev/null
 
 # The width of a PNG: bytes 16-19 of the file, big-endian.
-png_width() { od -An -tu1 -j16 -N4 "$1" | awk '{print $1 * 16777216 + $2 * 65536 + $3 * 256 + $4}'; }
+png_width() {
+  od -An -tu1 -j16 -N4 "$1" | awk '{printf "%d\n", $1 * 16777216 + $2 * 65536 + $3 * 256 + $4}'
+}
 
 # Scale 1 in English, scale 2 in Russian.
 for scale in 1 2; do
@@ -32,6 +34,8 @@ for scale in 1 2; do
   [ "$scale" = 2 ] && language=ru
   LANGUAGE=$language QT_SCALE_FACTOR=$scale timeout 120 xvfb-run -a -s "-screen 0 1280x800x24" \
     "$app" --smoke "$png" "$work/Smoke.lgr"
+  [ -f "$png" ] || { echo "error: no picture $png"; exit 1; }
+  [ "$(head -c 4 "$png" | tail -c 3)" = PNG ] || { echo "error: $png is not a PNG"; exit 1; }
   size=$(stat -c %s "$png")
   if [ "$size" -lt 10000 ]; then
     echo "error: $png is only $size bytes"
@@ -41,7 +45,7 @@ for scale in 1 2; do
 done
 w1=$(png_width "$out/smoke-scale1.png")
 w2=$(png_width "$out/smoke-scale2.png")
-if [ "$w2" -lt $((w1 * 3 / 2)) ]; then
+if [ "$w2" -lt $((w1 * 3 / 2)) ] || [ "$w2" -gt $((w1 * 5 / 2)) ]; then
   echo "error: the scale-2 picture ($w2 px) is not about twice as wide as the first ($w1 px)"
   exit 1
 fi

@@ -12,8 +12,11 @@ packages=(
   nlohmann-json3-dev
   libcurl4-openssl-dev
   # The desktop app, its tests (offscreen, and a smoke run under Xvfb) and its desktop files.
+  # libqt6gui6 (from qt6-base-dev) carries the xcb platform plugin and depends on its libraries;
+  # xauth is only recommended by xvfb but xvfb-run needs it; gio (libglib2.0-bin) lets the
+  # desktop-files test see how a file is recognised.
   qt6-base-dev qt6-translations-l10n fonts-dejavu-core
-  xvfb xauth desktop-file-utils shared-mime-info
+  xvfb xauth desktop-file-utils shared-mime-info libxml2-utils libglib2.0-bin
 )
 if [ "${1:-}" = "--dev" ]; then
   packages+=(clang-format)
