@@ -98,15 +98,9 @@ void AccountDialog::Refresh() {
 }
 
 bool AccountDialog::save() {
-  std::vector<std::string> problems;
-  const uint64_t id = model_.save(&problems);
-  if (id == 0) {
-    ShowProblems(problems_, problems);
-    return false;
-  }
-  emit saved(id);
-  accept();
-  return true;
+  return SaveOrShowProblems(
+      this, problems_, [this](std::vector<std::string>* reasons) { return model_.save(reasons); },
+      [this](uint64_t id) { emit saved(id); });
 }
 
 }  // namespace kestrum

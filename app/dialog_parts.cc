@@ -27,6 +27,20 @@ void ShowProblems(QLabel* label, const std::vector<std::string>& problems) {
   label->setVisible(!lines.isEmpty());
 }
 
+bool SaveOrShowProblems(QDialog* dialog, QLabel* problems,
+                        const std::function<uint64_t(std::vector<std::string>*)>& save,
+                        const std::function<void(uint64_t)>& saved) {
+  std::vector<std::string> reasons;
+  const uint64_t id = save(&reasons);
+  if (id == 0) {
+    ShowProblems(problems, reasons);
+    return false;
+  }
+  saved(id);
+  dialog->accept();
+  return true;
+}
+
 QDialogButtonBox* SaveCancelButtons(QDialog* dialog, std::function<void()> save) {
   auto* buttons = new QDialogButtonBox(dialog);
   QPushButton* save_button = buttons->addButton(Tx(20528), QDialogButtonBox::AcceptRole);

@@ -16,6 +16,12 @@ namespace kestrum {
 QLabel* ProblemsLabel(QWidget* parent = nullptr);
 // Shows `problems`, one per line, in `label`; hides it when there are none.
 void ShowProblems(QLabel* label, const std::vector<std::string>& problems);
+// Runs an editor model's `save` (which fills the reasons when it refuses): when it stores the
+// entry, calls `saved` with the ID and accepts `dialog`; otherwise shows the reasons in
+// `problems`. Returns whether it stored the entry.
+bool SaveOrShowProblems(QDialog* dialog, QLabel* problems,
+                        const std::function<uint64_t(std::vector<std::string>*)>& save,
+                        const std::function<void(uint64_t)>& saved);
 // Save (the default button) and Cancel for `dialog`: Save and Ctrl+Return call `save`, Cancel
 // (and Escape) rejects the dialog.
 QDialogButtonBox* SaveCancelButtons(QDialog* dialog, std::function<void()> save);
