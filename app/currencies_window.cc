@@ -1,6 +1,7 @@
 #include "app/currencies_window.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -59,16 +60,17 @@ CurrenciesWindow::CurrenciesWindow(vemra::Document& document, QWidget* parent)
   layout->addWidget(table_, 1);
   layout->addLayout(buttons);
 
-  // The update notification comes on the document's queue: reload on the GUI thread.
+  // The update notification comes on the document's queue: reload on the GUI thread. The
+  // call is posted to the application object, not to the window, which the GUI thread may be
+  // destroying meanwhile; the guard is read only there.
   QPointer<CurrenciesWindow> self(this);
   token_ = document_.observe(vemra::kUpdateDataNotification, [self](vemra::Document&) {
-    if (self)
-      QMetaObject::invokeMethod(
-          self.data(),
-          [self] {
-            if (self) self->reload();
-          },
-          Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [self] {
+          if (self) self->reload();
+        },
+        Qt::QueuedConnection);
   });
   reload();
 }

@@ -1,9 +1,11 @@
 // The transaction dialog's closing rules and keyboard reach, and the suggestion model under
 // Qt's model tester.
 #include <QAbstractItemModelTester>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QCompleter>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -21,6 +23,7 @@
 #include "collections/interfaces.h"
 #include "generator/generator.h"
 #include "lists/account_list.h"
+#include "platform/localization.h"
 
 namespace kestrum {
 
@@ -41,6 +44,13 @@ class DialogsTest : public QObject {
     document_->Sync(
         [&] { name = document_->database().Transactions().GetTransaction(id).Name.str(); });
     return name;
+  }
+  double AmountOf(uint64_t id) {
+    double amount = 0;
+    document_->Sync([&] {
+      amount = document_->database().Transactions().GetTransaction(id).Data.WithdrawAmount;
+    });
+    return amount;
   }
   uint64_t AnyExpense() {
     uint64_t id = 0;
@@ -70,33 +80,43 @@ class DialogsTest : public QObject {
     document_.reset();
   }
 
-  // Typing a new expense and pressing Ctrl+Return stores it; closing a new one with changes
-  // any other way keeps it open; Escape then drops it.
+  // A new expense typed from the keyboard, its description picked from the suggestions (which
+  // brings that description's category), is stored by Ctrl+Return; closing a new one with
+  // changes any other way keeps it open; Escape then drops it.
   void newTransaction() {
     const size_t before = Count();
     auto* dialog = new TransactionDialog(*document_, 0, {}, false);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->show();
     QVERIFY(QTest::qWaitForWindowExposed(dialog));
+    QApplication::setActiveWindow(dialog);
     QSignalSpy saved(dialog, &TransactionDialog::saved);
     dialog->model().selectWithdrawAccount(dialog->model().accounts().front().Header.ID);
-    dialog->model().setName(L"Typed in the dialog");
+
+    auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("description"));
+    auto* suggestions = name->findChild<SuggestionModel*>();
+    auto* completer = name->findChild<QCompleter*>();
+    name->setFocus();
+    QTest::keyClicks(name, QStringLiteral("c"));
+    QTRY_VERIFY_WITH_TIMEOUT(completer->popup()->isVisible(), 7000);
+    const vemra::lists::Suggestion chosen = *suggestions->suggestion(0);
+    QVERIFY(chosen.categoryID != 0);
+    QTest::keyClick(completer->popup(), Qt::Key_Down);
+    QTest::keyClick(completer->popup(), Qt::Key_Return);
+    QCOMPARE(name->text(), FromWide(chosen.entryName));
+    QCOMPARE(dialog->model().category().ID, chosen.categoryID);
     QVERIFY(!dialog->close());  // new, with changes: stays open
     QVERIFY(dialog->isVisible());
-    QLineEdit* amount = nullptr;
-    for (QLineEdit* f : dialog->findChildren<QLineEdit*>()) {
-      if (f->isVisible() && f->alignment() & Qt::AlignRight) {
-        amount = f;
-        break;
-      }
-    }
-    QVERIFY(amount != nullptr);
-    amount->setFocus();
+
+    auto* amount = dialog->findChild<QLineEdit*>(QStringLiteral("withdrawAmount"));
+    amount->setFocus(Qt::TabFocusReason);  // as Tab reaches it: the text selected
     QTest::keyClicks(amount, QStringLiteral("12.50"));
     QTest::keyClick(amount, Qt::Key_Return, Qt::ControlModifier);
     QCOMPARE(saved.count(), 1);
     QCOMPARE(Count(), before + 1);
-    QCOMPARE(NameOf(saved.front().front().toULongLong()), std::wstring(L"Typed in the dialog"));
+    const uint64_t id = saved.front().front().toULongLong();
+    QCOMPARE(NameOf(id), chosen.entryName);
+    QCOMPARE(AmountOf(id), 12.5);
 
     auto* other = new TransactionDialog(*document_, 0, {}, false);
     other->setAttribute(Qt::WA_DeleteOnClose);
@@ -119,12 +139,63 @@ class DialogsTest : public QObject {
       QTest::keyClick(dialog, Qt::Key_Escape);
       QCOMPARE(NameOf(id), name);
     }
+    // The amount is typed and the window closed while the field still has the focus: the
+    // typed text counts as much as a name set before.
     auto* dialog = new TransactionDialog(*document_, id, {}, false);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->show();
+    QApplication::setActiveWindow(dialog);
     dialog->model().setName(L"Changed then closed");
+    QLineEdit* amount = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    QVERIFY(amount != nullptr);
+    QTest::keyClicks(amount, QStringLiteral("77.25"));
     QVERIFY(dialog->close());
     QCOMPARE(NameOf(id), std::wstring(L"Changed then closed"));
+    QCOMPARE(AmountOf(id), 77.25);
+  }
+
+  // In Russian (decimal comma) a transfer between currencies is tabbed through from the first
+  // field to the last without typing anything: closing it then changes nothing, though its
+  // rate is shown with more decimals than it is stored with.
+  void tabbingThroughChangesNothing() {
+    vemra::platform::SetLanguage("ru");
+    struct Restore {
+      ~Restore() { vemra::platform::SetLanguage("en"); }
+    } restore;
+    uint64_t id = 0;
+    std::vector<uint64_t> transfers;
+    document_->Sync([&] {
+      std::vector<const vemra::TBaseEntry*> entries;
+      document_->database().ListEntries(vemra::etTransaction, 1, entries);
+      for (const vemra::TBaseEntry* e : entries) {
+        const auto& t = static_cast<const vemra::TTransaction&>(*e);
+        if (t.Data.WithdrawAccountID != 0 && t.Data.TargetAccountID != 0) {
+          transfers.push_back(t.Header.ID);
+        }
+      }
+    });
+    for (uint64_t t : transfers) {
+      if (vemra::editors::TransactionEditModel(*document_, t).isShown("exRate")) id = t;
+    }
+    QVERIFY(id != 0);
+    auto amounts = [&] {
+      vemra::TTransaction t;
+      document_->Sync([&] { t = document_->database().Transactions().GetTransaction(id); });
+      return std::pair{t.Data.WithdrawAmount, t.Data.TargetAmount};
+    };
+    const auto before = amounts();
+    auto* dialog = new TransactionDialog(*document_, id, {}, false);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->show();
+    QApplication::setActiveWindow(dialog);
+    auto* rate = dialog->findChild<QLineEdit*>(QStringLiteral("exRate"));
+    QVERIFY(rate->isVisible());
+    QVERIFY(!rate->text().contains(QLatin1Char('.')));  // shown as it is typed: "0,92"
+    dialog->findChild<QButtonGroup*>()->buttons().front()->setFocus();
+    for (int i = 0; i < 40; ++i) QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QVERIFY(!dialog->model().hasChanges());
+    QVERIFY(dialog->close());
+    QCOMPARE(amounts(), before);
   }
 
   // Tab from the first field reaches the type segments and the cleared box.

@@ -8,6 +8,10 @@
 
 namespace kestrum {
 
+namespace {
+constexpr int kRetries = 7;
+}  // namespace
+
 SuggestionModel::SuggestionModel(std::unique_ptr<vemra::lists::SuggestionSource> source,
                                  QObject* parent)
     : QAbstractListModel(parent), source_(std::move(source)) {}
@@ -19,10 +23,13 @@ void SuggestionModel::setText(const QString& text) {
   beginResetModel();
   rows_ = std::move(rows);
   endResetModel();
-  // A source answers nothing while its candidates load: ask again a little later.
-  if (rows_.empty() && !text.trimmed().isEmpty() && retries_ < 20) {
+  // A source answers nothing while its candidates load: ask again a little later, waiting
+  // twice as long each time (about six seconds in all, enough for the largest books), so
+  // that a text matching nothing costs only a few tries.
+  if (rows_.empty() && !text.trimmed().isEmpty() && retries_ < kRetries) {
+    const int delay = 50 << retries_;
     ++retries_;
-    QTimer::singleShot(50, this, [this, text] {
+    QTimer::singleShot(delay, this, [this, text] {
       if (text == text_) setText(text);
     });
     return;

@@ -28,6 +28,18 @@ namespace kestrum {
 
 using vemra::editors::TransactionEditModel;
 
+namespace {
+
+// A plain number ("1.25", as the model gives the rate and the quantity) with the current
+// language's decimal separator, the one its text is parsed with when typed.
+QString LocalDecimal(const std::string& plain) {
+  QString text = QString::fromStdString(plain);
+  text.replace(QLatin1Char('.'), QString::fromStdString(vemra::platform::Separators().decimal));
+  return text;
+}
+
+}  // namespace
+
 TransactionDialog::TransactionDialog(vemra::Document& document, uint64_t transaction_id,
                                      const vemra::editors::TransactionPresets& presets, bool copy,
                                      QWidget* parent)
@@ -208,6 +220,20 @@ void TransactionDialog::Build() {
   };
   form->addRow(QString(), schedule_box_);
 
+  // Names by which tests and accessibility tools find the fields.
+  const std::pair<QWidget*, const char*> names[] = {{withdraw_amount_, "withdrawAmount"},
+                                                    {target_amount_, "targetAmount"},
+                                                    {rate_, "exRate"},
+                                                    {quantity_, "quantity"},
+                                                    {price_, "price"},
+                                                    {name_, "description"},
+                                                    {category_, "category"},
+                                                    {payee_, "payee"},
+                                                    {comment_, "comment"},
+                                                    {cleared_, "cleared"},
+                                                    {star_, "star"}};
+  for (const auto& [widget, name] : names) widget->setObjectName(QLatin1String(name));
+
   problems_ = ProblemsLabel();
   QDialogButtonBox* buttons = SaveCancelButtons(this, [this] { save(); });
 
@@ -230,7 +256,10 @@ void TransactionDialog::FillAccounts() {
 }
 
 void TransactionDialog::AmountEdited(QLineEdit* field) {
-  if (refreshing_) return;
+  // Only text the user typed goes to the model: a field merely tabbed through would hand back
+  // its shown text, which for the rate is rounded and would change the stored value.
+  if (refreshing_ || !field->isModified()) return;
+  field->setModified(false);
   const std::string text = field->text().toStdString();
   const std::string decimal = vemra::platform::Separators().decimal;
   if (field == withdraw_amount_) model_->withdrawAmountTyped(text, decimal);
@@ -239,6 +268,12 @@ void TransactionDialog::AmountEdited(QLineEdit* field) {
   if (field == quantity_) model_->quantityTyped(text, decimal);
   if (field == price_) model_->priceTyped(text, decimal);
   Refresh();
+}
+
+void TransactionDialog::TakeFocusedAmount() {
+  // An amount field hands its text to the model when it loses the focus, which saving or
+  // closing the window does not do first.
+  if (auto* field = qobject_cast<QLineEdit*>(focusWidget())) AmountEdited(field);
 }
 
 void TransactionDialog::Refresh() {
@@ -256,8 +291,8 @@ void TransactionDialog::Refresh() {
   };
   set(withdraw_amount_, QString::fromStdString(m.withdrawAmountText()));
   set(target_amount_, QString::fromStdString(m.targetAmountText()));
-  set(rate_, QString::fromStdString(m.exRateText()));
-  set(quantity_, QString::fromStdString(m.quantityText()));
+  set(rate_, LocalDecimal(m.exRateText()));
+  set(quantity_, LocalDecimal(m.quantityText()));
   set(price_, QString::fromStdString(m.priceText()));
   set(name_, FromWide(m.name()));
   set(category_, FromWide(m.category().Name));
@@ -284,8 +319,7 @@ void TransactionDialog::Refresh() {
 }
 
 bool TransactionDialog::save() {
-  // A field being typed in counts: take its text first.
-  if (auto* field = qobject_cast<QLineEdit*>(focusWidget())) AmountEdited(field);
+  TakeFocusedAmount();
   std::vector<std::string> problems;
   const uint64_t id = model_->save(&problems);
   if (id == 0) {
@@ -309,6 +343,7 @@ void TransactionDialog::closeEvent(QCloseEvent* event) {
     event->accept();
     return;
   }
+  TakeFocusedAmount();
   if (!model_->popoverShouldClose()) {
     // A new entry with changes stays open until it is saved or cancelled.
     event->ignore();

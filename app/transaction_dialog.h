@@ -56,6 +56,7 @@ class TransactionDialog : public QDialog {
   void Refresh();  // shows the model's state in the controls
   void FillAccounts();
   void AmountEdited(QLineEdit* field);
+  void TakeFocusedAmount();  // the amount field being typed in, before saving or closing
 
   vemra::Document& document_;
   std::unique_ptr<vemra::editors::TransactionEditModel> model_;
