@@ -99,6 +99,7 @@ MainWindow::MainWindow(QWidget* parent)
   transactions_ = std::make_unique<vemra::lists::TransactionList>(*document_);
   transactions_->setGroupBy(vemra::lists::TransactionList::StoredGroupBy());
   undo_ = new UndoBridge(*document_, this);
+  autosave_on_ = LoadPreferences().autosave;
   autosave_.setSingleShot(true);
   autosave_.setInterval(1000);
   connect(&autosave_, &QTimer::timeout, this, [this] { save(); });
@@ -598,7 +599,7 @@ void MainWindow::save(const QString& path) {
       }
       UpdateTitle();
       emit saved(result.ok());
-      if (save_again_ || (isDirty() && LoadPreferences().autosave && result.ok())) {
+      if (save_again_ || (isDirty() && autosave_on_ && result.ok())) {
         save_again_ = false;
         if (isDirty()) autosave_.start();
       }
@@ -931,7 +932,7 @@ void MainWindow::Changed() {
   ++change_count_;
   untouched_ = false;
   UpdateTitle();
-  if (!path_.isEmpty() && LoadPreferences().autosave) autosave_.start();
+  if (!path_.isEmpty() && autosave_on_) autosave_.start();
 }
 
 QString MainWindow::periodText() const {
@@ -1155,6 +1156,7 @@ void MainWindow::ShowShortcuts() {
 void MainWindow::ShowPreferences() {
   PreferencesDialog dialog(this);
   dialog.exec();
+  autosave_on_ = LoadPreferences().autosave;
 }
 
 void MainWindow::UpdateRates() {

@@ -192,6 +192,9 @@ class MainWindow : public QMainWindow {
   AmountFormat format_;
   QString period_text_;
 
+  // The autosave preference, read at start and after the preferences change (not from the
+  // settings file on every change of the book).
+  bool autosave_on_ = true;
   QTimer autosave_;
   QFileSystemWatcher watcher_;
   vemra::FileIdentity own_file_;  // the file as our last save or read left it
